@@ -1,0 +1,7 @@
+#include "Consts.h"
+
+Consts &Consts::GetInstance()
+{
+    static Consts instance;
+    return instance;
+}

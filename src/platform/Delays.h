@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+
+// Every named delay of the helper, in one place.
+//
+// The shipped values never change. Tests shorten all of them at once through one
+// test-only setting: a divisor, set with setTestDivisor() or, for a helper started
+// as a separate process, the environment variable TARNWICK_TEST_DELAY_DIVISOR.
+class Delays
+{
+public:
+    using ms = std::chrono::milliseconds;
+
+    static constexpr ms kTrashDebounce{2000};      // quiet time before the Trash is re-read
+    static constexpr ms kFolderSearch{2000};       // wait before a moved-in folder is searched
+    static constexpr ms kClearExclusions{5000};    // a clear command takes effect this late
+    static constexpr ms kMetadataSearchLimit{30000};
+    static constexpr ms kFocusLossGrace{2000};     // a notification ignores focus loss this long
+    static constexpr ms kWatcherSlice{1000};       // one wait of a kernel-event watcher thread
+    static constexpr ms kWorkerIdlePoll{1000};     // an idle size worker looks for work this often
+    static constexpr ms kFadeIn{1000};             // the notification window's fade-in
+
+    // The delay as the running process uses it: the shipped value divided by the
+    // test divisor (1 outside tests), never below one millisecond.
+    static ms scaled(ms shipped);
+    static int scaledMs(ms shipped) { return static_cast<int>(scaled(shipped).count()); }
+
+    static int testDivisor();
+    static void setTestDivisor(int divisor);
+};

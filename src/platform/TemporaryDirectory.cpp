@@ -1,0 +1,39 @@
+#include "TemporaryDirectory.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr mode_t kPrivateMode = 0700;
+
+} // namespace
+
+QString TemporaryDirectory::path()
+{
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    return runtime.isEmpty() ? QString() : QDir::cleanPath(runtime);
+}
+
+bool TemporaryDirectory::isPrivateFolder(const QString &path)
+{
+    struct stat status {};
+    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
+        return false;
+    return S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+QString TemporaryDirectory::privateFolder(const QString &name)
+{
+    const QString base = path();
+    if (base.isEmpty() || name.isEmpty() || name.contains(QLatin1Char('/')))
+        return {};
+    const QString folder = base + QLatin1Char('/') + name;
+    // mkdir fails harmlessly when the folder exists; what exists is then checked.
+    ::mkdir(QFile::encodeName(folder).constData(), kPrivateMode);
+    return isPrivateFolder(folder) ? folder : QString();
+}
