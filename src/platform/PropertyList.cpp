@@ -1,5 +1,7 @@
 #include "PropertyList.h"
 
+#include "PropertyListGuard.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QTimeZone>
@@ -201,7 +203,7 @@ plist_t fromVariant(const QVariant &value, int depth)
 
 std::optional<QVariant> PropertyList::fromData(const QByteArray &data)
 {
-    if (data.isEmpty() || data.size() > kMaxFileSize)
+    if (data.isEmpty() || data.size() > kMaxFileSize || !PropertyListGuard::isSafeToParse(data, kMaxDepth))
         return std::nullopt;
     plist_t root = nullptr;
     plist_from_memory(data.constData(), static_cast<uint32_t>(data.size()), &root);
