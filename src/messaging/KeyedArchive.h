@@ -19,7 +19,7 @@ public:
     // Containers nested deeper than this are refused both ways.
     static constexpr int kMaxDepth = 32;
     // Values a read may produce in all; an object referred to twice counts twice.
-    static constexpr qint64 kMaxValues = 1 << 20;
+    static constexpr qint64 kMaxValues = 1 << 18;
 
     // The archive of the value (dictionaries as NSDictionary, arrays as NSArray, strings
     // and numbers inline); empty when the value holds anything else or nests too deep.
