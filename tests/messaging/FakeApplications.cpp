@@ -4,6 +4,7 @@
 #include "platform/Workspace.h"
 
 #include <QFile>
+#include <QTest>
 
 #include <algorithm>
 
@@ -51,15 +52,13 @@ QString FakeApplications::startRunningApp(const QString &path, const QString &id
     if (!process->waitForStarted(5000))
         return {};
     m_running.append(process);
-    return path;
-}
-
-// The process shows its own executable only once exec has replaced the forked copy.
-bool FakeApplications::isRunning(const QString &bundle, const QString &identifier)
-{
-    const QList<RunningApplication> running = Workspace::runningApplications(identifier);
-    return std::any_of(running.cbegin(), running.cend(),
-                       [&](const RunningApplication &app) { return app.executablePath == executableOf(bundle); });
+    // The process shows its own executable only once exec has replaced the forked copy.
+    const auto isRunning = [&] {
+        const QList<RunningApplication> running = Workspace::runningApplications(identifier);
+        return std::any_of(running.cbegin(), running.cend(),
+                           [&](const RunningApplication &app) { return app.executablePath == executable; });
+    };
+    return QTest::qWaitFor(isRunning, 5000) ? path : QString();
 }
 
 QStringList FakeApplications::received(const QString &bundle)

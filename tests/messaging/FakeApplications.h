@@ -23,10 +23,9 @@ public:
     // A bundle whose executable is a shell script that records its argument.
     static QString makeScriptApp(const QString &path, const QString &identifier);
     // A bundle whose executable is a compiled recorder, started once with "--stay" so
-    // that it runs; null on failure. It counts as running once isRunning() says so.
+    // that it runs; returns once /proc shows it running under the identifier, or null
+    // when it does not within 5 seconds.
     QString startRunningApp(const QString &path, const QString &identifier);
-    // Whether /proc shows the bundle's executable running under the identifier.
-    static bool isRunning(const QString &bundle, const QString &identifier);
 
     static QString executableOf(const QString &bundle);
     // The paths the bundle's executable has been asked to open so far.
