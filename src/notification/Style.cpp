@@ -2,8 +2,7 @@
 
 TextAttributes Style::attributes(StyleType type) const
 {
-    const auto found = m_typedAttributes.find(type);
-    return found == m_typedAttributes.end() ? TextAttributes() : found->second;
+    return m_typedAttributes.value(type);
 }
 
 Style Style::withAttribute(TextAttributes::Key key, const TextAttributes::Value &value, StyleType type) const
@@ -16,7 +15,7 @@ Style Style::withAttribute(TextAttributes::Key key, const TextAttributes::Value 
 Style Style::mergedWith(const Style &other) const
 {
     Style merged = *this;
-    for (const auto &[type, attributes] : other.m_typedAttributes)
-        merged.m_typedAttributes[type] = merged.attributes(type).mergedWith(attributes);
+    for (auto entry = other.m_typedAttributes.cbegin(); entry != other.m_typedAttributes.cend(); ++entry)
+        merged.m_typedAttributes[entry.key()] = merged.attributes(entry.key()).mergedWith(entry.value());
     return merged;
 }

@@ -3,9 +3,9 @@
 #include "StyleType.h"
 #include "ui/TextAttributes.h"
 
+#include <QMap>
 #include <QString>
 
-#include <map>
 
 // How the text of one tag is drawn: the tag name it styles (empty for the default
 // style) and, per StyleType, the attributes to lay over that text. A value type;
@@ -19,7 +19,7 @@ public:
     }
 
     const QString &name() const { return m_name; }
-    const std::map<StyleType, TextAttributes> &typedAttributes() const { return m_typedAttributes; }
+    const QMap<StyleType, TextAttributes> &typedAttributes() const { return m_typedAttributes; }
     // The attributes of one StyleType (none when it has none).
     TextAttributes attributes(StyleType type = StyleType::normal) const;
 
@@ -34,5 +34,5 @@ public:
 
 private:
     QString m_name;
-    std::map<StyleType, TextAttributes> m_typedAttributes;
+    QMap<StyleType, TextAttributes> m_typedAttributes;
 };

@@ -94,7 +94,7 @@ AttributedString AttributedStringBuilder::build() const
         for (int key = 0; key < keys; ++key) {
             if (const qsizetype layer = owners[key]; layer != kNoLayer)
                 attributes.set(TextAttributes::Key(key),
-                               m_layers[size_t(layer)].attributes.values().at(TextAttributes::Key(key)));
+                               m_layers[size_t(layer)].attributes.values().value(TextAttributes::Key(key)));
         }
         result.m_runs.append({range, attributes});
     }

@@ -67,9 +67,26 @@ AttributedString MultilineWordWrapTextField::attributedStringValue() const
 void MultilineWordWrapTextField::setAttributedStringValue(const AttributedString &string)
 {
     m_attributedValue = string;
-    setTextFormat(Qt::RichText);
-    setText(string.isEmpty() ? QString() : string.toHtml());
+    showAttributedValue();
     updateWidthConstraint();
+}
+
+// Runs without a font of their own are drawn in the field's font, so the rich text
+// is made again whenever that font changes.
+void MultilineWordWrapTextField::showAttributedValue()
+{
+    setTextFormat(Qt::RichText);
+    setText(m_attributedValue->isEmpty() ? QString() : document()->toHtml());
+}
+
+std::unique_ptr<QTextDocument> MultilineWordWrapTextField::document() const
+{
+    auto document = std::make_unique<QTextDocument>();
+    document->setUndoRedoEnabled(false);
+    document->setDefaultFont(font());
+    document->setDocumentMargin(0);
+    attributedStringValue().applyTo(document.get());
+    return document;
 }
 
 float MultilineWordWrapTextField::contentCompressionResistancePriority(Qt::Orientation orientation) const
@@ -88,11 +105,9 @@ void MultilineWordWrapTextField::setContentCompressionResistancePriority(float p
 
 QSizeF MultilineWordWrapTextField::textSizeForWidth(qreal width) const
 {
-    const auto document = attributedStringValue().toTextDocument();
-    document->setDefaultFont(font());
-    document->setDocumentMargin(0);
-    document->setTextWidth(width);
-    return {document->idealWidth(), document->size().height()};
+    const auto laidOut = document();
+    laidOut->setTextWidth(width);
+    return {laidOut->idealWidth(), laidOut->size().height()};
 }
 
 QSize MultilineWordWrapTextField::cellSizeForWidth(int width) const
@@ -137,8 +152,11 @@ void MultilineWordWrapTextField::resizeEvent(QResizeEvent *event)
 void MultilineWordWrapTextField::changeEvent(QEvent *event)
 {
     QLabel::changeEvent(event);
-    if (event->type() == QEvent::FontChange)
-        updateWidthConstraint();
+    if (event->type() != QEvent::FontChange)
+        return;
+    if (m_attributedValue)
+        showAttributedValue();
+    updateWidthConstraint();
 }
 
 void MultilineWordWrapTextField::invalidateIntrinsicContentSize()

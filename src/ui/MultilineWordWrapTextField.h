@@ -4,7 +4,10 @@
 
 #include <QLabel>
 
+class QTextDocument;
+
 #include <functional>
+#include <memory>
 #include <optional>
 
 // A word-wrapping label for multi-line texts whose height follows the text.
@@ -73,6 +76,8 @@ protected:
     void setNeedsLayout();
 
 private:
+    std::unique_ptr<QTextDocument> document() const;
+    void showAttributedValue();
     void updateWidthConstraint();
     void applyWidthConstraint();
 

@@ -26,13 +26,13 @@ namespace {
 void TextAttributes::set(Key key, const Value &value)
 {
     Q_ASSERT_X(valueFitsKey(key, value), "TextAttributes::set", "value of the wrong type for the key");
-    m_values.insert_or_assign(key, value);
+    m_values.insert(key, value);
 }
 
 TextAttributes TextAttributes::mergedWith(const TextAttributes &other) const
 {
     TextAttributes merged = *this;
-    for (const auto &[key, value] : other.m_values)
-        merged.m_values.insert_or_assign(key, value);
+    for (auto entry = other.m_values.cbegin(); entry != other.m_values.cend(); ++entry)
+        merged.m_values.insert(entry.key(), entry.value());
     return merged;
 }

@@ -4,14 +4,14 @@
 
 #include <QColor>
 #include <QFont>
+#include <QMap>
 #include <QUrl>
 
-#include <map>
 #include <optional>
 #include <variant>
 
 // The attributes of a run of attributed text: a map from attribute key to value,
-// each key at most once. A value type; any thread (fonts are only looked at, never
+// each key at most once. An implicitly shared value type; any thread (fonts are only looked at, never
 // resolved, so no GUI application is needed to build or compare them).
 class TextAttributes
 {
@@ -22,14 +22,14 @@ public:
     // QColor first: a default-made value must not need the GUI font machinery.
     using Value = std::variant<QColor, QFont, ParagraphStyle, QUrl, Qt::CursorShape>;
 
-    bool isEmpty() const { return m_values.empty(); }
-    bool contains(Key key) const { return m_values.count(key) != 0; }
-    const std::map<Key, Value> &values() const { return m_values; }
+    bool isEmpty() const { return m_values.isEmpty(); }
+    bool contains(Key key) const { return m_values.contains(key); }
+    const QMap<Key, Value> &values() const { return m_values; }
 
     // Replaces the value of one key. The value's type must be the key's
     // (a QColor for either colour, a QFont for the font...).
     void set(Key key, const Value &value);
-    void remove(Key key) { m_values.erase(key); }
+    void remove(Key key) { m_values.remove(key); }
     // These attributes with every key of the other replaced by its value.
     TextAttributes mergedWith(const TextAttributes &other) const;
 
@@ -53,10 +53,10 @@ private:
     template<typename T>
     std::optional<T> get(Key key) const
     {
-        const auto found = m_values.find(key);
-        if (found == m_values.end())
+        const auto found = m_values.constFind(key);
+        if (found == m_values.cend())
             return std::nullopt;
-        if (const T *value = std::get_if<T>(&found->second))
+        if (const T *value = std::get_if<T>(&found.value()))
             return *value;
         return std::nullopt;
     }
@@ -66,5 +66,5 @@ private:
         return *this;
     }
 
-    std::map<Key, Value> m_values;
+    QMap<Key, Value> m_values; // implicitly shared: copies are cheap
 };

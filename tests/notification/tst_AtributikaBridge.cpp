@@ -167,7 +167,7 @@ void tst_AtributikaBridge::settersReplaceOrCreateStyles()
     const Style b = bridge.styles().value("b");
     QCOMPARE(b.name(), QStringLiteral("b"));
     QCOMPARE(b.attributes(), TextAttributes().setLink(link).setCursor(Qt::PointingHandCursor).setBackgroundColor(Qt::blue));
-    QCOMPARE(b.typedAttributes().size(), size_t(1)); // everything goes to StyleType::normal
+    QCOMPARE(b.typedAttributes().size(), 1); // everything goes to StyleType::normal
 
     const AttributedString converted = bridge.convertString("a<b>b</b>");
     QCOMPARE(converted.attributesAt(1).link(), link);

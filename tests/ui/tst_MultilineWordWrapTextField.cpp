@@ -188,6 +188,15 @@ void tst_MultilineWordWrapTextField::valuesRoundTrip()
     QCOMPARE(field.textFormat(), Qt::RichText);
     QVERIFY(field.text().contains(QStringLiteral("#ff0000")));
 
+    // Runs without a font follow the field's font, also when it changes later.
+    QFont font = field.font();
+    font.setPointSize(21);
+    field.setFont(font);
+    QVERIFY(field.text().contains(QStringLiteral("21pt")));
+    font.setPointSize(23);
+    field.setFont(font);
+    QVERIFY(field.text().contains(QStringLiteral("23pt")));
+
     field.setAttributedStringValue(AttributedString());
     QCOMPARE(field.stringValue(), QString());
     QVERIFY(field.text().isEmpty());
