@@ -10,12 +10,11 @@ std::optional<Tag> Tag::parse(QStringView tagText)
         return std::nullopt;
     Tag tag{name->toString(), {}};
     while (!scanner.isAtEnd()) {
-        const qsizetype before = scanner.location();
         const auto attributeName = scanner.scanUpToCharacters(u"=");
         if (!scanner.scanCharacter(u'=') || !scanner.scanCharacter(u'"'))
             break;
         const auto value = scanner.scanUpToCharacters(u"\"");
-        if (!scanner.scanCharacter(u'"') || scanner.location() == before)
+        if (!scanner.scanCharacter(u'"'))
             break;
         tag.attributes.insert(attributeName ? attributeName->toString() : QString(),
                               value ? value->toString().replace(QLatin1String("&quot;"), QLatin1String("\""))

@@ -34,7 +34,7 @@ public:
     AttributedString() = default;
     explicit AttributedString(const QString &string, const TextAttributes &attributes = {});
     // Runs out of order, overlapping or reaching past the text are clipped and
-    // repaired: a later run wins where two overlap; gaps get no attributes.
+    // repaired: where two overlap, the later run's keys win; gaps get no attributes.
     AttributedString(const QString &string, const QList<Run> &runs);
 
     const QString &string() const { return m_string; }

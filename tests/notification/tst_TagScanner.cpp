@@ -111,9 +111,6 @@ void tst_TagScanner::transformersMatchNameAndType()
 void tst_TagScanner::longHostileInputsStayLinear()
 {
     constexpr int n = 100000;
-    QCOMPARE(scanWithBr(QString("<b>").repeated(n)).string, QString());
-    QCOMPARE(scanWithBr(QString("&").repeated(n)).string, QString());
-    QCOMPARE(scanWithBr(QString("<").repeated(n)).string, QString());
     QCOMPARE(scanWithBr(QString("&amp;").repeated(n)).string, QString("&").repeated(n));
 
     const auto closed = scanWithBr(QString("<b>x").repeated(n) + QString("</b>").repeated(n));
