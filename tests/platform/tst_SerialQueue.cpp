@@ -101,7 +101,7 @@ void tst_SerialQueue::notifyOnMainAndOnAGoneQueue()
     DispatchGroup group;
     group.enter();
     bool onMain = false;
-    group.notifyOnMain([&] { onMain = QThread::currentThread() == qApp->thread(); });
+    group.notifyOnMain([&] { onMain = QThread::currentThread() == QCoreApplication::instance()->thread(); });
     bool ranOnGoneQueue = false;
     {
         auto queue = std::make_shared<SerialQueue>(QStringLiteral("short-lived"));
