@@ -10,24 +10,6 @@ namespace {
 constexpr qsizetype kHeaderSize = 8;
 constexpr qsizetype kTrailerSize = 32;
 
-// The trailer of a binary list: the sizes of offsets and references, the object
-// count, the top object and where the offset table starts.
-struct Trailer
-{
-    int offsetSize = 0;
-    int referenceSize = 0;
-    quint64 objectCount = 0;
-    quint64 topObject = 0;
-    quint64 tableOffset = 0;
-};
-
-// The references a container holds: where they start and how many there are.
-struct References
-{
-    quint64 start = 0;
-    quint64 count = 0;
-};
-
 quint64 readBigEndian(const uchar *bytes, int size)
 {
     quint64 value = 0;
@@ -36,50 +18,107 @@ quint64 readBigEndian(const uchar *bytes, int size)
     return value;
 }
 
-std::optional<Trailer> readTrailer(const QByteArray &data)
+// One object of a binary list: its type (the marker's high nibble) and, for data,
+// strings and containers, its length and where its content starts.
+struct Object
 {
-    if (data.size() < kHeaderSize + kTrailerSize)
-        return std::nullopt;
-    const auto *bytes = reinterpret_cast<const uchar *>(data.constData()) + data.size() - kTrailerSize;
-    Trailer trailer{bytes[6], bytes[7], readBigEndian(bytes + 8, 8), readBigEndian(bytes + 16, 8),
-                    readBigEndian(bytes + 24, 8)};
-    const auto end = static_cast<quint64>(data.size() - kTrailerSize);
-    if (trailer.offsetSize < 1 || trailer.offsetSize > 8 || trailer.referenceSize < 1 || trailer.referenceSize > 8)
-        return std::nullopt;
-    if (trailer.tableOffset < kHeaderSize || trailer.tableOffset > end || trailer.objectCount == 0 ||
-        trailer.objectCount > (end - trailer.tableOffset) / static_cast<quint64>(trailer.offsetSize) ||
-        trailer.topObject >= trailer.objectCount)
-        return std::nullopt;
-    return trailer;
-}
+    int type = 0;
+    quint64 count = 0;
+    quint64 start = 0;
 
-// The references of the object at the offset: none for a scalar, the elements of an
-// array or set, the keys then the values of a dictionary. Nothing when malformed.
-std::optional<References> referencesAt(const uchar *bytes, quint64 offset, const Trailer &trailer)
+    bool isContainer() const { return type >= 0xA && type <= 0xD; }
+    bool isDictionary() const { return type == 0xD; }
+    bool isText() const { return type >= 0x5 && type <= 0x7; }
+    // A dictionary refers to its keys, then to as many values.
+    quint64 referenceCount() const { return isDictionary() ? count * 2 : count; }
+};
+
+// Reads the objects of a binary list through its trailer and offset table, checking
+// every offset, length and reference against the data.
+class BinaryList
 {
-    const quint64 end = trailer.tableOffset;
-    if (offset < kHeaderSize || offset >= end)
-        return std::nullopt;
-    const int type = bytes[offset] >> 4;
-    const bool isDictionary = type == 0xD;
-    if (type < 0xA || type > 0xD)
-        return References{};
-    quint64 count = bytes[offset] & 0xF;
-    quint64 position = offset + 1;
-    if (count == 0xF) { // the count follows as an integer object
-        if (position >= end || (bytes[position] >> 4) != 0x1 || (bytes[position] & 0xF) > 3)
-            return std::nullopt;
-        const int size = 1 << (bytes[position] & 0xF);
-        if (end - position - 1 < static_cast<quint64>(size))
-            return std::nullopt;
-        count = readBigEndian(bytes + position + 1, size);
-        position += 1 + size;
+public:
+    explicit BinaryList(const QByteArray &data)
+        : m_bytes(reinterpret_cast<const uchar *>(data.constData()))
+    {
+        if (data.size() < kHeaderSize + kTrailerSize)
+            return;
+        const uchar *trailer = m_bytes + data.size() - kTrailerSize;
+        m_offsetSize = trailer[6];
+        m_referenceSize = trailer[7];
+        m_objectCount = readBigEndian(trailer + 8, 8);
+        m_topObject = readBigEndian(trailer + 16, 8);
+        m_tableOffset = readBigEndian(trailer + 24, 8);
+        const auto end = quint64(data.size() - kTrailerSize);
+        m_valid = m_offsetSize >= 1 && m_offsetSize <= 8 && m_referenceSize >= 1 && m_referenceSize <= 8 &&
+                  m_tableOffset >= kHeaderSize && m_tableOffset <= end && m_objectCount > 0 &&
+                  m_objectCount <= (end - m_tableOffset) / quint64(m_offsetSize) && m_topObject < m_objectCount;
     }
-    const quint64 room = (end - position) / static_cast<quint64>(trailer.referenceSize);
-    if (count > (isDictionary ? room / 2 : room))
-        return std::nullopt;
-    return References{position, isDictionary ? count * 2 : count};
-}
+
+    bool isValid() const { return m_valid; }
+    quint64 topObject() const { return m_topObject; }
+    quint64 objectCount() const { return m_objectCount; }
+
+    // The object; nothing when its marker or content runs past the objects.
+    std::optional<Object> object(quint64 index) const
+    {
+        const quint64 offset = readBigEndian(m_bytes + m_tableOffset + index * m_offsetSize, m_offsetSize);
+        if (offset < kHeaderSize || offset >= m_tableOffset)
+            return std::nullopt;
+        Object object{m_bytes[offset] >> 4, m_bytes[offset] & 0xFu, offset + 1};
+        if (!object.isContainer() && !object.isText() && object.type != 0x4)
+            return Object{object.type, 0, object.start};
+        if (object.count == 0xF) { // the length follows as an integer object
+            const quint64 position = object.start;
+            if (position >= m_tableOffset || (m_bytes[position] >> 4) != 0x1 || (m_bytes[position] & 0xF) > 3)
+                return std::nullopt;
+            const int size = 1 << (m_bytes[position] & 0xF);
+            if (m_tableOffset - position - 1 < quint64(size))
+                return std::nullopt;
+            object.count = readBigEndian(m_bytes + position + 1, size);
+            object.start = position + 1 + size;
+        }
+        if (object.count > (m_tableOffset - object.start) / unitSize(object))
+            return std::nullopt;
+        return object;
+    }
+
+    quint64 reference(const Object &container, quint64 i) const
+    {
+        return readBigEndian(m_bytes + container.start + i * m_referenceSize, m_referenceSize);
+    }
+
+    // libplist asserts, and so aborts, on a dictionary key that holds a NUL character.
+    bool isUsableKey(const Object &key) const
+    {
+        if (!key.isText())
+            return true;
+        const quint64 unit = key.type == 0x6 ? 2 : 1;
+        for (quint64 i = 0; i < key.count; ++i) {
+            const uchar *character = m_bytes + key.start + i * unit;
+            if (character[0] == 0 && (unit == 1 || character[1] == 0))
+                return false;
+        }
+        return true;
+    }
+
+private:
+    // The bytes one unit of an object's length takes.
+    quint64 unitSize(const Object &object) const
+    {
+        if (object.isContainer())
+            return quint64(m_referenceSize) * (object.isDictionary() ? 2 : 1);
+        return object.type == 0x6 ? 2 : 1; // UTF-16 text
+    }
+
+    const uchar *m_bytes;
+    int m_offsetSize = 0;
+    int m_referenceSize = 0;
+    quint64 m_objectCount = 0;
+    quint64 m_topObject = 0;
+    quint64 m_tableOffset = 0;
+    bool m_valid = false;
+};
 
 } // namespace
 
@@ -93,34 +132,36 @@ bool PropertyListGuard::isSafeToParse(const QByteArray &data, int maxDepth)
 // them, and a reference cycle runs into the depth limit.
 bool PropertyListGuard::isSafeBinary(const QByteArray &data, int maxDepth)
 {
-    const auto trailer = readTrailer(data);
-    if (!trailer)
+    const BinaryList list(data);
+    if (!list.isValid())
         return false;
-    const auto *bytes = reinterpret_cast<const uchar *>(data.constData());
-    const auto offsetOf = [&](quint64 object) {
-        return readBigEndian(bytes + trailer->tableOffset + object * trailer->offsetSize, trailer->offsetSize);
-    };
     struct Pending
     {
-        quint64 object;
+        quint64 index;
         int depth;
     };
-    std::vector<Pending> pending{{trailer->topObject, 0}};
+    std::vector<Pending> pending{{list.topObject(), 0}};
     qint64 produced = 1;
     while (!pending.empty()) {
         const Pending current = pending.back();
         pending.pop_back();
-        const auto references = referencesAt(bytes, offsetOf(current.object), *trailer);
-        if (!references)
+        const auto object = list.object(current.index);
+        if (!object)
             return false;
-        if (references->count > 0 && current.depth + 1 > maxDepth)
+        if (!object->isContainer())
+            continue;
+        if (object->count > 0 && current.depth + 1 > maxDepth)
             return false;
-        for (quint64 i = 0; i < references->count; ++i) {
-            const quint64 object = readBigEndian(bytes + references->start + i * trailer->referenceSize,
-                                                 trailer->referenceSize);
-            if (object >= trailer->objectCount || ++produced > kMaxObjects)
+        for (quint64 i = 0; i < object->referenceCount(); ++i) {
+            const quint64 index = list.reference(*object, i);
+            if (index >= list.objectCount() || ++produced > kMaxObjects)
                 return false;
-            pending.push_back({object, current.depth + 1});
+            if (object->isDictionary() && i < object->count) {
+                const auto key = list.object(index);
+                if (!key || !list.isUsableKey(*key))
+                    return false;
+            }
+            pending.push_back({index, current.depth + 1});
         }
     }
     return true;

@@ -9,7 +9,9 @@
 // a binary list whose containers share children expands exponentially. Property lists
 // arrive from untrusted places (command files, bundles in the Trash), so the data is
 // walked first, without recursion, and refused when it nests deeper than the limit or
-// would expand into more objects than the budget allows. Stateless and thread-safe.
+// would expand into more objects than the budget allows. libplist also aborts on a
+// binary dictionary key holding a NUL character, so such keys are refused as well.
+// Stateless and thread-safe.
 class PropertyListGuard
 {
 public:

@@ -14,6 +14,7 @@ private Q_SLOTS:
     void refusesDeepNesting();
     void refusesExponentialSharing();
     void refusesMalformedBinaryTables();
+    void refusesKeysLibplistAbortsOn();
 };
 
 namespace {
@@ -113,6 +114,22 @@ void tst_PropertyListGuard::refusesMalformedBinaryTables()
     QVERIFY(!PropertyListGuard::isSafeToParse(longCount, 8));
     QVERIFY(!PropertyListGuard::isSafeToParse(valid.left(valid.size() - 1), 8));
     QVERIFY(!PropertyListGuard::isSafeToParse("bplist00", 8));
+}
+
+void tst_PropertyListGuard::refusesKeysLibplistAbortsOn()
+{
+    const auto dictionaryWithKey = [](const QByteArray &key) {
+        return binaryList({QByteArray("\xD1\x01\x02", 3), key, QByteArray("\x51" "v", 2)});
+    };
+    QCOMPARE(PropertyList::fromData(dictionaryWithKey(QByteArray("\x52" "ab", 3)))->toMap(),
+             QVariantMap({{QStringLiteral("ab"), QStringLiteral("v")}}));
+    QCOMPARE(PropertyList::fromData(dictionaryWithKey(QByteArray("\x62\x00" "a\x00" "b", 5)))->toMap(),
+             QVariantMap({{QStringLiteral("ab"), QStringLiteral("v")}}));
+    QVERIFY(!PropertyList::fromData(dictionaryWithKey(QByteArray("\x53" "a\x00" "b", 4))).has_value());
+    QVERIFY(!PropertyList::fromData(dictionaryWithKey(QByteArray("\x62\x00" "a\x00\x00", 5))).has_value());
+    // A NUL inside a value does no harm (libplist ends the string there).
+    const QByteArray value = binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x53" "a\x00" "b", 4)});
+    QVERIFY(PropertyList::fromData(value).has_value());
 }
 
 QTEST_GUILESS_MAIN(tst_PropertyListGuard)
