@@ -24,6 +24,7 @@ private Q_SLOTS:
     void boundsNestingAndSharing();
     void refusesHostileArchives_data();
     void refusesHostileArchives();
+    void survivesMutatedArchives();
 };
 
 namespace {
@@ -314,6 +315,30 @@ void tst_KeyedArchive::refusesHostileArchives()
 {
     QFETCH(QByteArray, data);
     QVERIFY(!KeyedArchive::unarchiveObjectWithData(data).has_value());
+}
+
+// Random damage to a valid archive never crashes or hangs the reader, and whatever
+// still reads holds only values the writer can write back.
+void tst_KeyedArchive::survivesMutatedArchives()
+{
+    QVariantMap payload = excludePayload();
+    payload.insert(QStringLiteral("numbers"), QVariantList{qint64(5), 2.5, true, QVariantMap{{QStringLiteral("a"), QVariantList{}}}});
+    const QByteArray valid = KeyedArchive::archivedDataWithRootObject(payload);
+    QRandomGenerator random(2001);
+    int readable = 0;
+    for (int round = 0; round < 5000; ++round) {
+        QByteArray data = valid;
+        for (int flips = 1 + random.bounded(4); flips > 0; --flips)
+            data[random.bounded(int(data.size()))] = char(random.bounded(256));
+        if (random.bounded(8) == 0)
+            data.truncate(random.bounded(int(data.size())));
+        const auto value = KeyedArchive::unarchiveObjectWithData(data);
+        if (!value)
+            continue;
+        ++readable;
+        QCOMPARE(KeyedArchive::unarchiveObjectWithData(KeyedArchive::archivedDataWithRootObject(*value)), value);
+    }
+    QVERIFY(readable > 0);
 }
 
 QTEST_GUILESS_MAIN(tst_KeyedArchive)
