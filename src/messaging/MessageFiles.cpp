@@ -75,8 +75,9 @@ std::optional<QByteArray> MessageFiles::readFile(const QString &path)
     struct stat status {};
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > kMaxFileSize)
         return std::nullopt;
-    QByteArray bytes = file.read(kMaxFileSize + 1);
-    if (file.error() != QFileDevice::NoError || bytes.size() > kMaxFileSize)
+    // The size checked above bounds the read, whatever the file does meanwhile.
+    QByteArray bytes = file.read(status.st_size);
+    if (file.error() != QFileDevice::NoError)
         return std::nullopt;
     return bytes;
 }

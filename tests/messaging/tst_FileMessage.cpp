@@ -98,7 +98,6 @@ void tst_FileMessage::createsAndReadsCommands()
              std::tuple(false, untouched, false));
     QCOMPARE(read(QVariantMap{{QStringLiteral("command"), QStringLiteral("exclude-paths")}, {QStringLiteral("paths"), QStringLiteral("a")}}),
              std::tuple(false, untouched, false));
-    QCOMPARE(read(QVariantMap{{QStringLiteral("command"), QVariantList{QStringLiteral("clear-exclude-paths")}}}), std::tuple(false, untouched, false));
     QCOMPARE(read(QVariantList{QStringLiteral("clear-exclude-paths")}), std::tuple(false, untouched, false));
     QCOMPARE(read(QVariant()), std::tuple(false, untouched, false));
     QVERIFY(!FileMessage::ReadExcludePaths(&paths, std::nullopt));

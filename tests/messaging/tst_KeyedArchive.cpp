@@ -264,21 +264,17 @@ void tst_KeyedArchive::refusesHostileArchives_data()
     QByteArray noise(4096, '\0');
     random.fillRange(reinterpret_cast<quint32 *>(noise.data()), noise.size() / 4);
     QTest::newRow("random bytes") << noise;
-    QTest::newRow("random bytes after a binary header") << QByteArray("bplist00" + noise);
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("cut in half") << valid.left(valid.size() / 2);
     QTest::newRow("cut short by one byte") << valid.left(valid.size() - 1);
     QTest::newRow("plain dictionary") << PropertyList::toData(excludePayload(), PropertyList::Format::Binary);
     QTest::newRow("other archiver") << archiveOf({null, QStringLiteral("a")}, uid(1), QStringLiteral("NSArchiver"));
     QTest::newRow("other version") << archiveOf({null, QStringLiteral("a")}, uid(1), QStringLiteral("NSKeyedArchiver"), qint64(100001));
-    QTest::newRow("version as text") << archiveOf({null, QStringLiteral("a")}, uid(1), QStringLiteral("NSKeyedArchiver"), QStringLiteral("100000"));
     QTest::newRow("no $null first") << archiveOf({QStringLiteral("a"), QStringLiteral("a")});
     QTest::newRow("root is $null") << archiveOf({null, QStringLiteral("a")}, uid(0));
     QTest::newRow("root out of range") << archiveOf({null, QStringLiteral("a")}, uid(2));
-    QTest::newRow("root far out of range") << archiveOf({null, QStringLiteral("a")}, uid(quint64(1) << 40));
     QTest::newRow("root not a UID") << archiveOf({null, QStringLiteral("a")}, qint64(1));
     QTest::newRow("element out of range") << arrayArchive({uid(2), uid(4)});
-    QTest::newRow("element is $null") << arrayArchive({uid(0)});
     QTest::newRow("element not a UID") << arrayArchive({QStringLiteral("a")});
     QTest::newRow("element is a class") << arrayArchive({uid(3)});
     QTest::newRow("array holds itself") << arrayArchive({uid(2), uid(1)});
@@ -292,7 +288,6 @@ void tst_KeyedArchive::refusesHostileArchives_data()
     QTest::newRow("keys missing")
         << archiveOf({null, arrayObject({uid(2)}, 3), QStringLiteral("k"), classObject(QStringLiteral("NSDictionary"))});
     QTest::newRow("class out of range") << archiveOf({null, arrayObject({}, 9)});
-    QTest::newRow("class is $null") << archiveOf({null, arrayObject({}, 0)});
     QTest::newRow("class is a string") << archiveOf({null, arrayObject({}, 2), QStringLiteral("NSArray")});
     QTest::newRow("unknown class") << archiveOf({null, arrayObject({}, 2), classObject(QStringLiteral("NSSet"))});
     QTest::newRow("date object")
@@ -308,7 +303,6 @@ void tst_KeyedArchive::refusesHostileArchives_data()
         << archiveOf({null, QVariantMap{{QStringLiteral("NS.string"), uid(2)}, {QStringLiteral("$class"), uid(3)}}, QStringLiteral("a"),
                       classObject(QStringLiteral("NSString"))});
     QTest::newRow("data object") << archiveOf({null, QByteArray("/Applications/Foo.app")});
-    QTest::newRow("plain date") << archiveOf({null, QDateTime::currentDateTimeUtc()});
 }
 
 void tst_KeyedArchive::refusesHostileArchives()
