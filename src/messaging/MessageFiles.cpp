@@ -49,7 +49,9 @@ QString MessageFiles::uniqueFileName(const QString &folder, const QString &suffi
 // rename() replaces whatever is at the target without following it. But QSaveFile
 // resolves a symbolic link that already sits at the target when it opens, and would
 // then write to the link's target. The name was chosen free, so anything found there
-// once the file is open was planted, and the write is abandoned.
+// once the file is open was planted, and the write is abandoned. (A link planted and
+// removed again between the name check and the open is left to the folder being the
+// user's own and closed to others.)
 QString MessageFiles::writeNewFile(const QString &path, const QByteArray &bytes)
 {
     QSaveFile file(path);
