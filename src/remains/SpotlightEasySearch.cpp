@@ -104,3 +104,8 @@ bool SpotlightEasySearch::isRegistered(const SpotlightEasySearch *search)
 {
     return registry().count(search) != 0;
 }
+
+qsizetype SpotlightEasySearch::runningSearchCount()
+{
+    return static_cast<qsizetype>(registry().size());
+}

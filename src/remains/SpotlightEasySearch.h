@@ -38,6 +38,7 @@ public:
     static void SavePointer(const std::shared_ptr<SpotlightEasySearch> &search);
     static void RemovePointer(const SpotlightEasySearch *search);
     static bool isRegistered(const SpotlightEasySearch *search);
+    static qsizetype runningSearchCount();
 
     // Seconds a query may run before it is stopped; the search limit by default.
     double maxWaitTime() const { return m_maxWaitTime; }
