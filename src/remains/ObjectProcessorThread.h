@@ -18,8 +18,8 @@ class StartStopTrigger;
 // the loop leaves the shared group and polls again a second later.
 //
 // Created and owned (through shared_ptr) by the processor; the manager is held weakly,
-// the worker object strongly. Destroying the thread wakes a loop that is polling and
-// waits for the object at hand to be finished.
+// the worker object strongly. Destroying the thread wakes a loop that is polling; a loop
+// in the middle of an object holds the thread until it has finished that object.
 class ObjectProcessorThread : public StartStopTriggerListener,
                               public std::enable_shared_from_this<ObjectProcessorThread>
 {

@@ -27,8 +27,9 @@ class StartStopTrigger;
 // is idle. With auto-start the first addition to an idle processor starts a run.
 //
 // Thread-safe; owned through shared_ptr (the workers and queued work hold it weakly).
-// The delegate is held weakly. Destroying the processor wakes polling workers and waits
-// only for the objects that are being worked on.
+// The delegate is held weakly. Destroying the processor never waits for work: polling
+// workers wake and end, and a worker in the middle of an object finishes it on its own
+// thread before it ends.
 class ObjectsProcessor : public StartStopTriggerListener,
                          public ObjectProcessorThreadManager,
                          public std::enable_shared_from_this<ObjectsProcessor>
