@@ -19,6 +19,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTextStream>
+#include <QThread>
 
 #include <algorithm>
 #include <functional>
@@ -75,18 +76,31 @@ double median(std::vector<double> values)
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-// One untimed warm-up run, then the median of the timed runs, in milliseconds.
-double measure(int runs, const std::function<void()> &job)
+// One untimed warm-up run of each job, then timed runs taking turns, so that every job
+// meets the same load from the rest of the machine; the median of each, in milliseconds.
+std::vector<double> measure(int runs, const std::vector<std::function<void()>> &jobs)
 {
-    job();
-    std::vector<double> times;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer timer;
-        timer.start();
+    for (const auto &job : jobs)
         job();
-        times.push_back(double(timer.nsecsElapsed()) / 1e6);
+    std::vector<std::vector<double>> times(jobs.size());
+    for (int i = 0; i < runs; ++i) {
+        for (size_t j = 0; j < jobs.size(); ++j) {
+            QElapsedTimer timer;
+            timer.start();
+            jobs[j]();
+            times[j].push_back(double(timer.nsecsElapsed()) / 1e6);
+        }
     }
-    return median(times);
+    std::vector<double> medians;
+    for (const auto &jobTimes : times)
+        medians.push_back(median(jobTimes));
+    return medians;
+}
+
+QString loadAverage()
+{
+    QFile file(QStringLiteral("/proc/loadavg"));
+    return file.open(QIODevice::ReadOnly) ? QString::fromLatin1(file.readAll()).section(' ', 0, 2) : QStringLiteral("?");
 }
 
 QByteArray runTool(const QString &program, const QStringList &arguments)
@@ -137,6 +151,42 @@ void printRow(const QString &label, double ms)
     out() << QStringLiteral("  %1 %2 ms").arg(label, -44).arg(ms, 9, 'f', 1) << Qt::endl;
 }
 
+struct Figures
+{
+    double helper = 0;
+    double du = 0;
+    double gdu = 0;
+};
+
+// Times the helper's job against du and gdu run on the folders one after another, and
+// prints the medians.
+Figures compare(int runs, bool hasGdu, const QStringList &folders, const QString &label,
+                const std::function<void()> &helperJob)
+{
+    const auto eachFolder = [&folders](const QString &program, const QStringList &arguments) {
+        return [&folders, program, arguments] {
+            for (const QString &folder : folders)
+                runTool(program, arguments + QStringList{folder});
+        };
+    };
+    std::vector<std::function<void()>> jobs{helperJob, eachFolder("du", {"-s"})};
+    if (hasGdu)
+        jobs.push_back(eachFolder("gdu", {"-n", "-s", "-p", "--no-prefix"}));
+    const std::vector<double> medians = measure(runs, jobs);
+    const Figures figures{medians[0], medians[1], hasGdu ? medians[2] : 0};
+    const QString order = folders.size() > 1 ? QStringLiteral(", one tree after another") : QString();
+    printRow(label, figures.helper);
+    printRow("du -s" + order, figures.du);
+    if (hasGdu)
+        printRow("gdu -n -s -p" + order, figures.gdu);
+    return figures;
+}
+
+void printRatio(const QString &label, double ratio, const QString &target)
+{
+    out() << QStringLiteral("  %1 = %2%3").arg(label).arg(ratio, 0, 'f', 2).arg(target) << Qt::endl;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -166,46 +216,26 @@ int main(int argc, char **argv)
           << generation.elapsed() / 1000 << " s)" << Qt::endl;
     const bool hasGdu = !QStandardPaths::findExecutable("gdu").isEmpty();
 
+    out() << "Load average before: " << loadAverage() << " on " << QThread::idealThreadCount() << " CPUs" << Qt::endl;
     out() << "One folder (median of " << runs << " warm runs):" << Qt::endl;
     qint64 walked = 0;
-    const double fast = measure(runs, [&] { walked = SimpleSizeCalculation::fastFolderSizeOfItemWithPath(trees[0]); });
-    const double du = measure(runs, [&] { runTool("du", {"-s", trees[0]}); });
-    const double gdu = hasGdu ? measure(runs, [&] { runTool("gdu", {"-n", "-s", "-p", "--no-prefix", trees[0]}); }) : 0;
-    printRow("fastFolderSizeOfItemWithPath", fast);
-    printRow("du -s", du);
-    if (hasGdu)
-        printRow("gdu -n -s -p", gdu);
-
+    const Figures one = compare(runs, hasGdu, {trees[0]}, "fastFolderSizeOfItemWithPath",
+                                [&] { walked = SimpleSizeCalculation::fastFolderSizeOfItemWithPath(trees[0]); });
     out() << "Four folders:" << Qt::endl;
     quint64 together = 0;
-    const double four = measure(runs, [&] {
+    const Figures four = compare(runs, hasGdu, trees, "SimpleSizeCalculation, four tasks at once", [&] {
         waitUntilIdle();
         together = measureTogether(trees);
     });
-    const double duFour = measure(runs, [&] {
-        for (const QString &tree : trees)
-            runTool("du", {"-s", tree});
-    });
-    const double gduFour = hasGdu ? measure(runs, [&] {
-        for (const QString &tree : trees)
-            runTool("gdu", {"-n", "-s", "-p", "--no-prefix", tree});
-    }) : 0;
-    printRow("SimpleSizeCalculation, four tasks at once", four);
-    printRow("du -s, one tree after another", duFour);
-    if (hasGdu)
-        printRow("gdu -n -s -p, one tree after another", gduFour);
+    out() << "Load average after: " << loadAverage() << Qt::endl;
 
     out() << "Ratios (higher is better for the helper):" << Qt::endl;
-    out() << QStringLiteral("  one folder:   du / fast = %1 (target >= 1.0)").arg(du / fast, 0, 'f', 2) << Qt::endl;
+    printRatio("one folder:   du / fast", one.du / one.helper, " (target >= 1.0)");
     if (hasGdu)
-        out() << QStringLiteral("  one folder:   gdu / fast = %1").arg(gdu / fast, 0, 'f', 2) << Qt::endl;
-    out() << QStringLiteral("  four folders: du one after another / calculator = %1 (target >= 1.5)")
-                 .arg(duFour / four, 0, 'f', 2)
-          << Qt::endl;
+        printRatio("one folder:   gdu / fast", one.gdu / one.helper, "");
+    printRatio("four folders: du one after another / calculator", four.du / four.helper, " (target >= 1.5)");
     if (hasGdu)
-        out() << QStringLiteral("  four folders: gdu one after another / calculator = %1").arg(gduFour / four, 0, 'f', 2)
-              << Qt::endl;
-
+        printRatio("four folders: gdu one after another / calculator", four.gdu / four.helper, "");
     out() << "Sizes: one tree " << walked << " bytes (files only); du -sB1 (directories included): "
           << runTool("du", {"-sB1", trees[0]}).split('\t').value(0) << "; four trees " << together << " bytes"
           << Qt::endl;

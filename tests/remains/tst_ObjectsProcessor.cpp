@@ -248,9 +248,13 @@ private Q_SLOTS:
             }
         };
         auto dropper = std::make_shared<Dropper>();
-        dropper->processor = ObjectsProcessor::initWithCountOfWorkers(2, dropper, true);
-        std::weak_ptr<ObjectsProcessor> watched = dropper->processor;
-        dropper->processor->addObjects(objects({1, 2, 3}));
+        auto processor = ObjectsProcessor::initWithCountOfWorkers(2, dropper, false);
+        dropper->processor = processor;
+        const std::weak_ptr<ObjectsProcessor> watched = processor;
+        processor->addObjects(objects({1, 2, 3}));
+        const auto trigger = processor->getController();
+        processor.reset(); // from now on only the owner in the callback holds it
+        trigger->start();
         QTRY_COMPARE_WITH_TIMEOUT(dropper->completions.load(), 1, 5000);
         QTRY_VERIFY_WITH_TIMEOUT(watched.expired(), 5000);
         QCOMPARE(dropper->processedCount(), 3);
