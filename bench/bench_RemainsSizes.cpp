@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <sys/resource.h>
 #include <vector>
 
 namespace {
@@ -76,24 +77,49 @@ double median(std::vector<double> values)
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
+// Processor time (user + system) used so far by this process's threads and by its
+// waited-for children, in milliseconds.
+double processorTimeMs()
+{
+    const auto msOf = [](const rusage &usage) {
+        return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+               (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+    };
+    rusage self{};
+    rusage children{};
+    ::getrusage(RUSAGE_SELF, &self);
+    ::getrusage(RUSAGE_CHILDREN, &children);
+    return msOf(self) + msOf(children);
+}
+
+// The median wall time of a job and its median processor time, in milliseconds.
+struct Timing
+{
+    double wall = 0;
+    double processor = 0;
+};
+
 // One untimed warm-up run of each job, then timed runs taking turns, so that every job
-// meets the same load from the rest of the machine; the median of each, in milliseconds.
-std::vector<double> measure(int runs, const std::vector<std::function<void()>> &jobs)
+// meets the same load from the rest of the machine.
+std::vector<Timing> measure(int runs, const std::vector<std::function<void()>> &jobs)
 {
     for (const auto &job : jobs)
         job();
-    std::vector<std::vector<double>> times(jobs.size());
+    std::vector<std::vector<double>> walls(jobs.size());
+    std::vector<std::vector<double>> processors(jobs.size());
     for (int i = 0; i < runs; ++i) {
         for (size_t j = 0; j < jobs.size(); ++j) {
+            const double processorBefore = processorTimeMs();
             QElapsedTimer timer;
             timer.start();
             jobs[j]();
-            times[j].push_back(double(timer.nsecsElapsed()) / 1e6);
+            walls[j].push_back(double(timer.nsecsElapsed()) / 1e6);
+            processors[j].push_back(processorTimeMs() - processorBefore);
         }
     }
-    std::vector<double> medians;
-    for (const auto &jobTimes : times)
-        medians.push_back(median(jobTimes));
+    std::vector<Timing> medians;
+    for (size_t j = 0; j < jobs.size(); ++j)
+        medians.push_back(Timing{median(walls[j]), median(processors[j])});
     return medians;
 }
 
@@ -146,16 +172,20 @@ void waitUntilIdle()
         QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
 }
 
-void printRow(const QString &label, double ms)
+void printRow(const QString &label, const Timing &timing)
 {
-    out() << QStringLiteral("  %1 %2 ms").arg(label, -44).arg(ms, 9, 'f', 1) << Qt::endl;
+    out() << QStringLiteral("  %1 %2 ms wall, %3 ms processor")
+                 .arg(label, -44)
+                 .arg(timing.wall, 8, 'f', 1)
+                 .arg(timing.processor, 8, 'f', 1)
+          << Qt::endl;
 }
 
 struct Figures
 {
-    double helper = 0;
-    double du = 0;
-    double gdu = 0;
+    Timing helper;
+    Timing du;
+    Timing gdu;
 };
 
 // Times the helper's job against du and gdu run on the folders one after another, and
@@ -172,8 +202,8 @@ Figures compare(int runs, bool hasGdu, const QStringList &folders, const QString
     std::vector<std::function<void()>> jobs{helperJob, eachFolder("du", {"-s"})};
     if (hasGdu)
         jobs.push_back(eachFolder("gdu", {"-n", "-s", "-p", "--no-prefix"}));
-    const std::vector<double> medians = measure(runs, jobs);
-    const Figures figures{medians[0], medians[1], hasGdu ? medians[2] : 0};
+    const std::vector<Timing> medians = measure(runs, jobs);
+    const Figures figures{medians[0], medians[1], hasGdu ? medians[2] : Timing{}};
     const QString order = folders.size() > 1 ? QStringLiteral(", one tree after another") : QString();
     printRow(label, figures.helper);
     printRow("du -s" + order, figures.du);
@@ -229,13 +259,18 @@ int main(int argc, char **argv)
     });
     out() << "Load average after: " << loadAverage() << Qt::endl;
 
-    out() << "Ratios (higher is better for the helper):" << Qt::endl;
-    printRatio("one folder:   du / fast", one.du / one.helper, " (target >= 1.0)");
+    out() << "Ratios of wall time (higher is better for the helper):" << Qt::endl;
+    printRatio("one folder:   du / fast", one.du.wall / one.helper.wall, " (target >= 1.0)");
     if (hasGdu)
-        printRatio("one folder:   gdu / fast", one.gdu / one.helper, "");
-    printRatio("four folders: du one after another / calculator", four.du / four.helper, " (target >= 1.5)");
+        printRatio("one folder:   gdu / fast", one.gdu.wall / one.helper.wall, "");
+    printRatio("four folders: du one after another / calculator", four.du.wall / four.helper.wall, " (target >= 1.5)");
     if (hasGdu)
-        printRatio("four folders: gdu one after another / calculator", four.gdu / four.helper, "");
+        printRatio("four folders: gdu one after another / calculator", four.gdu.wall / four.helper.wall, "");
+    out() << "Ratios of processor time (work done, whatever the load):" << Qt::endl;
+    printRatio("one folder:   du / fast", one.du.processor / one.helper.processor, "");
+    printRatio("four folders: du / calculator", four.du.processor / four.helper.processor, "");
+    printRatio("four folders: cores the calculator used (processor / wall)",
+               four.helper.processor / four.helper.wall, "");
     out() << "Sizes: one tree " << walked << " bytes (files only); du -sB1 (directories included): "
           << runTool("du", {"-sB1", trees[0]}).split('\t').value(0) << "; four trees " << together << " bytes"
           << Qt::endl;
