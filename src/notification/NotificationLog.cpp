@@ -1,0 +1,3 @@
+#include "NotificationLog.h"
+
+Q_LOGGING_CATEGORY(lcNotification, "tarnwick.notification", QtWarningMsg)
