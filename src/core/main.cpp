@@ -4,6 +4,7 @@
 #include "HelperCommandLine.h"
 #include "PathsGenerator.h"
 #include "platform/TerminationSignals.h"
+#include "remains/RemainsListing.h"
 #include "platform/UserDatabase.h"
 
 #include <QApplication>
@@ -57,6 +58,12 @@ int main(int argc, char **argv)
     }
     if (!options.home().isEmpty())
         UserDatabase::setHomeOverride(options.home());
+    if (options.mode() == HelperCommandLine::Mode::ListRemains) {
+        QCoreApplication app(argc, argv); // no display needed
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return RemainsListing::run(options.remainsOf(), out, err);
+    }
 
     chooseOffscreenWithoutDisplay();
     QApplication app(argc, argv);

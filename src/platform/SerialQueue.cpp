@@ -66,13 +66,16 @@ void SerialQueue::async(Task task)
 {
     if (!task)
         return;
+    // Hold the state for the whole call: the wake-up below happens after the lock is
+    // released, when another thread may already be destroying this queue.
+    const std::shared_ptr<State> state = m_state;
     {
-        std::lock_guard guard(m_state->lock);
-        if (m_state->stopping)
+        std::lock_guard guard(state->lock);
+        if (state->stopping)
             return;
-        m_state->tasks.push_back(std::move(task));
+        state->tasks.push_back(std::move(task));
     }
-    m_state->wake.notify_one();
+    state->wake.notify_one();
 }
 
 bool SerialQueue::isCurrent() const

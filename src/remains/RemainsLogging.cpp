@@ -1,0 +1,3 @@
+#include "RemainsLogging.h"
+
+Q_LOGGING_CATEGORY(lcRemains, "tarnwick.remains", QtWarningMsg)
