@@ -34,7 +34,7 @@ void AppsInTrashWatcher::startWatching()
         m_pTrashWatcher.release()->deleteLater();
     }
     const QString trash = PathsGenerator::GetInstance().buildTrashDirectory();
-    qCDebug(lcWatching) << "watching the Trash" << trash;
+    qCDebug(lcWatching).noquote() << "watching the Trash" << trash;
     m_pTrashWatcher = std::make_unique<DirectoryWatcher>(trash);
     m_pTrashWatcher->setDelegate(this);
 }
@@ -44,7 +44,7 @@ void AppsInTrashWatcher::onAddedAppWithPath(const QString &path)
     const std::optional<Bundle> bundle = isReallyAppBundlePath(path);
     if (!bundle || !m_pListener)
         return;
-    qCDebug(lcWatching) << "reported:" << path << bundle->bundleIdentifier();
+    qCDebug(lcWatching).noquote() << "reported:" << path << bundle->bundleIdentifier();
     m_pListener->onAppMovedToTrash(*bundle);
 }
 

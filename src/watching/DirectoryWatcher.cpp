@@ -31,7 +31,7 @@ DirectoryWatcher::DirectoryWatcher(const QString &path)
     if (m_pPathTree)
         m_pPathTree->setListener(this);
     else
-        qCDebug(lcWatching) << "cannot watch" << path << "- it does not exist";
+        qCDebug(lcWatching).noquote() << "cannot watch" << path << "- it does not exist";
     m_bIsWatching = startWatching();
 }
 
@@ -51,14 +51,14 @@ bool DirectoryWatcher::startWatching()
 // of events (a large move, a file manager writing its trash info) makes one refresh.
 void DirectoryWatcher::VDKQueue(::VDKQueue *, const QString &notificationName, const QString &path)
 {
-    qCDebug(lcWatching) << notificationName << path << "- reading it again in"
-                        << Delays::scaled(Delays::kTrashDebounce).count() << "ms unless more changes come";
+    qCDebug(lcWatching).noquote() << "change" << notificationName << "at" << path << "- refresh in"
+                                  << Delays::scaled(Delays::kTrashDebounce).count() << "ms unless more changes come";
     m_refreshTimer.restart(Delays::scaled(Delays::kTrashDebounce));
 }
 
 void DirectoryWatcher::updateDirContent()
 {
-    qCDebug(lcWatching) << "reading" << m_sPath << "again";
+    qCDebug(lcWatching).noquote() << "refresh of" << m_sPath;
     if (FileItem *root = getFileItemWithPath(m_sPath))
         root->updateContentOfDir();
 }
@@ -71,18 +71,18 @@ void DirectoryWatcher::onAddedFileItem(FileItem *item, FileItem *)
         return;
     if (item->isDir() && !notifyIsFileItemIsApp(item)) {
         const QString path = item->buildFullPath();
-        qCDebug(lcWatching) << "folder" << path << "arrived; searching it for applications in"
+        qCDebug(lcWatching).noquote() << "folder" << path << "arrived; searching it for applications in"
                             << Delays::scaled(Delays::kFolderSearch).count() << "ms";
         MainThread::after(Delays::scaled(Delays::kFolderSearch), this,
                           [this, path] { checkFolderForAppsWithPath(path); });
         return;
     }
-    qCDebug(lcWatching) << item->buildFullPath() << "arrived; neither an application nor a folder";
+    qCDebug(lcWatching).noquote() << item->buildFullPath() << "arrived; neither an application nor a folder";
 }
 
 void DirectoryWatcher::onRemovedFileItem(FileItem *item, FileItem *)
 {
-    qCDebug(lcWatching) << item->getNameWithExt() << "left" << m_sPath << "- removals are not reported";
+    qCDebug(lcWatching).noquote() << item->getNameWithExt() << "left" << m_sPath << "- removals are not reported";
 }
 
 FileItem *DirectoryWatcher::getFileItemWithPath(const QString &path) const
@@ -111,7 +111,7 @@ bool DirectoryWatcher::notifyIsFileItemIsApp(FileItem *item)
     if (!ApplicationDirectoryUtils::isApplicationAtPath(path))
         return false;
     if (const QString outer = ApplicationDirectoryUtils::parentBundlePathForPath(path); !outer.isNull()) {
-        qCDebug(lcWatching) << path << "lies inside the bundle" << outer << "- not reported";
+        qCDebug(lcWatching).noquote() << path << "lies inside the bundle" << outer << "- not reported";
         return false;
     }
     notifyDelegateThatAddedAppWithPath(path);
@@ -120,7 +120,7 @@ bool DirectoryWatcher::notifyIsFileItemIsApp(FileItem *item)
 
 void DirectoryWatcher::notifyDelegateThatAddedAppWithPath(const QString &path)
 {
-    qCDebug(lcWatching) << "application arrived:" << path;
+    qCDebug(lcWatching).noquote() << "application arrived:" << path;
     if (m_pDelegate)
         m_pDelegate->onAddedAppWithPath(path);
 }
@@ -131,10 +131,10 @@ void DirectoryWatcher::checkFolderForAppsWithPath(const QString &path)
 {
     const auto root = FileItem::createTreeForPath(path);
     if (!root) {
-        qCDebug(lcWatching) << "folder" << path << "is gone; nothing to search";
+        qCDebug(lcWatching).noquote() << "folder" << path << "is gone; nothing to search";
         return;
     }
-    qCDebug(lcWatching) << "searching folder" << path << "for applications";
+    qCDebug(lcWatching).noquote() << "searching folder" << path << "for applications";
     std::vector<FileItem *> level{root.get()};
     while (!level.empty()) {
         std::vector<FileItem *> next;

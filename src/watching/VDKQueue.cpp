@@ -89,7 +89,7 @@ VDKQueuePathEntry *VDKQueue::addPathToQueue(const QString &path, quint32 mask)
     } else {
         auto created = VDKQueuePathEntry::initWithPath(*coreQueue, path, mask);
         if (!created) {
-            qCDebug(lcWatching) << "cannot watch" << path;
+            qCDebug(lcWatching).noquote() << "cannot watch" << path;
             return nullptr;
         }
         entry = created.get();
