@@ -1,7 +1,10 @@
 #include "DirectoryListing.h"
 
 #include <QFile>
+#include <QStringDecoder>
 
+#include <array>
+#include <climits>
 #include <dirent.h>
 #include <memory>
 
@@ -37,15 +40,28 @@ bool isDotOrDotDot(const char *name)
 
 std::optional<std::vector<DirectoryListing::Entry>> DirectoryListing::read(const QString &path)
 {
+    std::vector<Entry> entries;
+    const bool read = forEachEntry(path, [&entries](QStringView name, FileAttributes::ResourceType type) {
+        entries.push_back({name.toString(), type});
+    });
+    return read ? std::optional(std::move(entries)) : std::nullopt;
+}
+
+// Names are decoded as QFile::decodeName does (UTF-8), into one reused buffer.
+bool DirectoryListing::forEachEntry(const QString &path, const Visitor &visit)
+{
     if (path.isEmpty())
-        return std::nullopt;
+        return false;
     const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir(QFile::encodeName(path).constData()));
     if (!directory)
-        return std::nullopt;
-    std::vector<Entry> entries;
+        return false;
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    std::array<QChar, NAME_MAX + 1> name; // a UTF-8 name never needs more UTF-16 units than bytes
     while (const dirent *entry = ::readdir(directory.get())) {
-        if (!isDotOrDotDot(entry->d_name))
-            entries.push_back({QFile::decodeName(entry->d_name), typeOf(entry->d_type)});
+        if (isDotOrDotDot(entry->d_name))
+            continue;
+        const QChar *end = decoder.appendToBuffer(name.data(), QByteArrayView(entry->d_name));
+        visit(QStringView(name.data(), end), typeOf(entry->d_type));
     }
-    return entries;
+    return true;
 }

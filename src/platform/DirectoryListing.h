@@ -3,7 +3,9 @@
 #include "FileAttributes.h"
 
 #include <QString>
+#include <QStringView>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -22,6 +24,11 @@ public:
         FileAttributes::ResourceType type = FileAttributes::ResourceType::Unknown;
     };
 
+    using Visitor = std::function<void(QStringView name, FileAttributes::ResourceType type)>;
+
     // The entries without "." and ".."; nullopt when the directory cannot be read.
     static std::optional<std::vector<Entry>> read(const QString &path);
+    // Visits the same entries while the directory is open, without a string allocation
+    // per entry (the name is valid during the call only); false when it cannot be read.
+    static bool forEachEntry(const QString &path, const Visitor &visit);
 };

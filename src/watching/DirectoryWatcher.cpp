@@ -140,9 +140,9 @@ void DirectoryWatcher::checkFolderForAppsWithPath(const QString &path)
         std::vector<FileItem *> next;
         for (FileItem *node : level) {
             if (const FileItem::Children *children = node->getChildren()) {
-                for (const FileItem::ItemPointer &child : *children) {
-                    if (child->isDir() && !notifyIsFileItemIsApp(child.get()))
-                        next.push_back(child.get());
+                for (FileItem *child : *children) {
+                    if (child->isDir() && !notifyIsFileItemIsApp(child))
+                        next.push_back(child);
                 }
             }
         }

@@ -6,7 +6,6 @@
 #include "platform/Workspace.h"
 #include "remains/SystemSkipList.h"
 
-#include <QHashFunctions>
 #include <QStringList>
 
 #include <vector>
@@ -33,31 +32,6 @@ QString childPath(const QString &directory, const QString &name)
 }
 
 } // namespace
-
-size_t FileItem::NameHash::operator()(QStringView name) const noexcept
-{
-    return qHash(name);
-}
-
-size_t FileItem::NameHash::operator()(const ItemPointer &item) const noexcept
-{
-    return qHash(QStringView(item->m_sNameWithExt));
-}
-
-bool FileItem::NameEqual::operator()(const ItemPointer &a, const ItemPointer &b) const noexcept
-{
-    return a->m_sNameWithExt == b->m_sNameWithExt;
-}
-
-bool FileItem::NameEqual::operator()(QStringView name, const ItemPointer &item) const noexcept
-{
-    return name == item->m_sNameWithExt;
-}
-
-bool FileItem::NameEqual::operator()(const ItemPointer &item, QStringView name) const noexcept
-{
-    return name == item->m_sNameWithExt;
-}
 
 FileItem::FileItem() = default;
 FileItem::~FileItem() = default;
@@ -182,8 +156,7 @@ bool FileItem::isHasChild(const FileItem *item) const
 {
     if (!item || !m_arrChildren)
         return false;
-    const auto found = m_arrChildren->find(QStringView(item->m_sNameWithExt));
-    return found != m_arrChildren->end() && found->get() == item;
+    return m_arrChildren->find(item->m_sNameWithExt) == item;
 }
 
 FileItem *FileItem::addChild(ItemPointer item)
@@ -191,8 +164,8 @@ FileItem *FileItem::addChild(ItemPointer item)
     if (!item || !m_arrChildren || isHasChild(item.get()))
         return nullptr;
     // A child of the same name is replaced, as a dictionary entry would be.
-    takeChild(item->m_sNameWithExt);
-    FileItem *child = m_arrChildren->insert(std::move(item)).first->get();
+    item->m_bIsListed = m_bListedMark;
+    FileItem *child = m_arrChildren->insert(std::move(item));
     if (m_pListener)
         m_pListener->onAddedFileItem(child, this);
     return child;
@@ -202,7 +175,7 @@ void FileItem::removeChild(FileItem *item)
 {
     if (!isHasChild(item))
         return;
-    const ItemPointer removed = takeChild(item->m_sNameWithExt);
+    const ItemPointer removed = m_arrChildren->take(item->m_sNameWithExt);
     if (m_pListener)
         m_pListener->onRemovedFileItem(removed.get(), this);
 }
@@ -214,53 +187,47 @@ void FileItem::notifyThatRemovedChildWithName(const QString &name)
         m_pListener->onRemovedFileItem(child, this);
 }
 
-FileItem::ItemPointer FileItem::takeChild(QStringView name)
-{
-    if (!m_arrChildren)
-        return nullptr;
-    const auto found = m_arrChildren->find(name);
-    if (found == m_arrChildren->end())
-        return nullptr;
-    return std::move(m_arrChildren->extract(found).value());
-}
-
 // One pass over the listing marks the children that are still there and collects
-// the new names; what is left unmarked has gone. Kept children are not read again,
-// so a refresh costs one listing plus the new entries.
+// the new names; what is left unmarked has gone. The mark is a bit whose meaning flips
+// with each refresh, so it never needs clearing, and when every child was seen the
+// children are not walked at all. Kept children are not read again: a refresh costs
+// one listing, one lookup per name and the new entries.
 void FileItem::updateContentOfDir()
 {
     if (!m_bIsDir)
         return;
-    const QString path = buildFullPath();
-    const auto listing = DirectoryListing::read(path);
-    if (!listing)
-        return;
     if (!m_arrChildren)
         m_arrChildren = std::make_unique<Children>();
+    const QString path = buildFullPath();
+    const bool listed = !m_bListedMark;
+    std::size_t kept = 0;
+    std::vector<DirectoryListing::Entry> arrived;
+    const bool read = DirectoryListing::forEachEntry(path, [&](QStringView name, ResourceType type) {
+        if (FileItem *child = m_arrChildren->find(name)) {
+            child->m_bIsListed = listed;
+            ++kept;
+        } else {
+            arrived.push_back({name.toString(), type});
+        }
+    });
+    if (!read)
+        return;
+    m_bListedMark = listed;
 
-    std::vector<const DirectoryListing::Entry *> arrived;
-    for (const DirectoryListing::Entry &entry : *listing) {
-        const auto found = m_arrChildren->find(QStringView(entry.name));
-        if (found != m_arrChildren->end())
-            (*found)->m_bIsListed = true;
-        else
-            arrived.push_back(&entry);
+    if (kept < m_arrChildren->size()) {
+        QStringList gone;
+        for (const FileItem *child : *m_arrChildren) {
+            if (child->m_bIsListed != listed)
+                gone.append(child->m_sNameWithExt);
+        }
+        for (const QString &name : std::as_const(gone))
+            notifyThatRemovedChildWithName(name);
+        for (const QString &name : std::as_const(gone))
+            m_arrChildren->take(name);
     }
 
-    QStringList gone;
-    for (const ItemPointer &child : *m_arrChildren) {
-        if (!child->m_bIsListed)
-            gone.append(child->m_sNameWithExt);
-    }
-    for (const QString &name : std::as_const(gone))
-        notifyThatRemovedChildWithName(name);
-    for (const QString &name : std::as_const(gone))
-        takeChild(name);
-    for (const ItemPointer &child : *m_arrChildren)
-        child->m_bIsListed = false;
-
-    for (const DirectoryListing::Entry *entry : arrived)
-        createChild(childPath(path, entry->name), m_nDeep, this, entry->name, entry->type);
+    for (const DirectoryListing::Entry &entry : arrived)
+        createChild(childPath(path, entry.name), m_nDeep, this, entry.name, entry.type);
 }
 
 FileItemData &FileItem::getData()
@@ -274,8 +241,7 @@ FileItem *FileItem::getChildrenWithName(const QString &name) const
 {
     if (name.isNull() || !m_arrChildren)
         return nullptr;
-    const auto found = m_arrChildren->find(QStringView(name));
-    return found != m_arrChildren->end() ? found->get() : nullptr;
+    return m_arrChildren->find(name);
 }
 
 FileItem *FileItem::getParent() const

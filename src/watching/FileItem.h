@@ -1,13 +1,12 @@
 #pragma once
 
+#include "FileItemChildren.h"
 #include "FileItemListener.h"
 #include "platform/FileAttributes.h"
 
 #include <QString>
-#include <QStringView>
 
 #include <memory>
-#include <unordered_set>
 
 class FileItemData;
 
@@ -24,21 +23,7 @@ class FileItem : public FileItemListener
 {
 public:
     using ItemPointer = std::unique_ptr<FileItem>;
-    // Children looked up by name, through a QStringView as well as a QString.
-    struct NameHash
-    {
-        using is_transparent = void;
-        size_t operator()(QStringView name) const noexcept;
-        size_t operator()(const ItemPointer &item) const noexcept;
-    };
-    struct NameEqual
-    {
-        using is_transparent = void;
-        bool operator()(const ItemPointer &a, const ItemPointer &b) const noexcept;
-        bool operator()(QStringView name, const ItemPointer &item) const noexcept;
-        bool operator()(const ItemPointer &item, QStringView name) const noexcept;
-    };
-    using Children = std::unordered_set<ItemPointer, NameHash, NameEqual>;
+    using Children = FileItemChildren;
 
     // A new root for the path, loaded to the given depth (0: no children, n: n levels,
     // negative: every level); null when nothing exists at the path or it is skipped.
@@ -53,8 +38,8 @@ public:
     FileItem &operator=(const FileItem &) = delete;
 
     bool isHasChild(const FileItem *item) const;
-    // Takes the child and tells the listener; the node kept, or null when it was
-    // refused (no children held yet, or a child of that name exists).
+    // Takes the child (replacing one of the same name) and tells the listener; the
+    // node kept, or null when it was refused (no children are held yet).
     FileItem *addChild(ItemPointer item);
     // Tells the listener, then destroys the child.
     void removeChild(FileItem *item);
@@ -73,7 +58,7 @@ public:
     // Null until the node's children have been loaded.
     const Children *getChildren() const { return m_arrChildren.get(); }
     FileItem *getChildrenWithName(const QString &name) const;
-    QString getNameWithExt() const { return m_sNameWithExt; }
+    const QString &getNameWithExt() const { return m_sNameWithExt; }
     FileItem *getParent() const;
     // The absolute path, computed from the parents once and kept.
     QString buildFullPath();
@@ -94,7 +79,6 @@ private:
     bool testExistence(const QString &path, ResourceType listedType);
     void takeMoreCatalogInfoWithPath(const QString &path, ResourceType listedType);
     void loadChildrenUsingPath(const QString &path, int deep);
-    ItemPointer takeChild(QStringView name);
 
     // Kept lean: a Trash holds tens of thousands of these.
     QString m_sFullPath; // set on a root; on other nodes computed by buildFullPath
@@ -107,5 +91,7 @@ private:
     bool m_bIsDir : 1 = false;
     bool m_bIsSymLink : 1 = false;
     bool m_bIsPackage : 1 = false;
-    bool m_bIsListed : 1 = false; // seen by the refresh in progress
+    // A child carries its parent's mark from the last listing that saw it.
+    bool m_bIsListed : 1 = false;
+    bool m_bListedMark : 1 = false;
 };

@@ -41,7 +41,7 @@ QStringList childNames(const FileItem *item)
 {
     QStringList names;
     if (item->getChildren()) {
-        for (const FileItem::ItemPointer &child : *item->getChildren())
+        for (const FileItem *child : *item->getChildren())
             names.append(child->getNameWithExt());
     }
     names.sort();
