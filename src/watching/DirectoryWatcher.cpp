@@ -69,15 +69,16 @@ void DirectoryWatcher::onAddedFileItem(FileItem *item, FileItem *)
 {
     if (notifyIsFileItemIsApp(item))
         return;
-    if (item->isDir() && !notifyIsFileItemIsApp(item)) {
-        const QString path = item->buildFullPath();
-        qCDebug(lcWatching).noquote() << "folder" << path << "arrived; searching it for applications in"
-                            << Delays::scaled(Delays::kFolderSearch).count() << "ms";
-        MainThread::after(Delays::scaled(Delays::kFolderSearch), this,
-                          [this, path] { checkFolderForAppsWithPath(path); });
+    if (!item->isDir()) {
+        qCDebug(lcWatching).noquote() << item->buildFullPath() << "arrived; neither an application nor a folder";
         return;
     }
-    qCDebug(lcWatching).noquote() << item->buildFullPath() << "arrived; neither an application nor a folder";
+    if (notifyIsFileItemIsApp(item))
+        return;
+    const QString path = item->buildFullPath();
+    qCDebug(lcWatching).noquote() << "folder" << path << "arrived; searching it for applications in"
+                                  << Delays::scaled(Delays::kFolderSearch).count() << "ms";
+    MainThread::after(Delays::scaled(Delays::kFolderSearch), this, [this, path] { checkFolderForAppsWithPath(path); });
 }
 
 void DirectoryWatcher::onRemovedFileItem(FileItem *item, FileItem *)

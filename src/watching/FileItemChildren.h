@@ -15,9 +15,10 @@ class FileItem;
 //
 // An open-addressing table that keeps each child's hash beside it: a Trash refresh
 // makes one lookup per entry of a folder of tens of thousands, and here a lookup
-// costs one probe of one contiguous array (a node-based set costs several scattered
-// reads per lookup, which made a refresh twice as slow). Iteration order is stable
-// between changes. Threads: those of its item.
+// costs one probe of one contiguous array, where a node-based set costs several
+// scattered reads (it made a refresh of 50,000 entries take 2.8 times one directory
+// read instead of 1.7). Iteration order is stable between changes.
+// Threads: those of its item. Ownership: owns the children.
 class FileItemChildren
 {
     struct Slot

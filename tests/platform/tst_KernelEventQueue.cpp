@@ -7,7 +7,6 @@
 
 #include <array>
 #include <map>
-#include <set>
 #include <cstring>
 #include <sys/inotify.h>
 
@@ -49,9 +48,7 @@ private Q_SLOTS:
     void translatesInotifyEvents_data();
     void translatesInotifyEvents();
     void coalescesOneReadPerWatch();
-    void twoPathsOfOneItemShareACountedWatch();
     void wakeEndsAWaitAtOnce();
-    void refusesWhatCannotBeWatched();
 };
 
 void tst_KernelEventQueue::translatesInotifyEvents_data()
@@ -145,35 +142,6 @@ void tst_KernelEventQueue::coalescesOneReadPerWatch()
     QCOMPARE(seen[file], quint32(Queue::NoteWrite | Queue::NoteExtend));
 }
 
-void tst_KernelEventQueue::twoPathsOfOneItemShareACountedWatch()
-{
-    QTemporaryDir root;
-    const QString target = root.filePath(QStringLiteral("target"));
-    const QString link = root.filePath(QStringLiteral("link"));
-    const QString sentinel = root.filePath(QStringLiteral("sentinel"));
-    QDir().mkpath(target);
-    QDir().mkpath(sentinel);
-    QVERIFY(QFile::link(target, link));
-    const auto queue = Queue::create();
-    const int first = queue->addWatch(target);
-    const int second = queue->addWatch(link);
-    const int other = queue->addWatch(sentinel);
-    QCOMPARE(first, second);
-
-    auto changedWatches = [&queue](const QString &folder) {
-        QFile(folder + QStringLiteral("/new")).open(QIODevice::WriteOnly);
-        std::set<int> watches;
-        for (const Queue::Change &change : queue->wait(std::chrono::seconds(5)).changes)
-            watches.insert(change.watch);
-        return watches;
-    };
-    queue->removeWatch(first);
-    QCOMPARE(changedWatches(target), std::set<int>{second});
-    queue->removeWatch(second);
-    QFile(target + QStringLiteral("/after")).open(QIODevice::WriteOnly);
-    QCOMPARE(changedWatches(sentinel), std::set<int>{other});
-}
-
 void tst_KernelEventQueue::wakeEndsAWaitAtOnce()
 {
     QTemporaryDir root;
@@ -184,15 +152,6 @@ void tst_KernelEventQueue::wakeEndsAWaitAtOnce()
     const Queue::Batch batch = queue->wait(std::chrono::hours(1));
     QVERIFY(batch.changes.empty());
     QVERIFY(!batch.overflowed);
-}
-
-void tst_KernelEventQueue::refusesWhatCannotBeWatched()
-{
-    QTemporaryDir root;
-    const auto queue = Queue::create();
-    QCOMPARE(queue->addWatch(root.filePath(QStringLiteral("missing"))), -1);
-    QCOMPARE(queue->addWatch(QString()), -1);
-    queue->removeWatch(12345); // unknown watches are ignored
 }
 
 QTEST_GUILESS_MAIN(tst_KernelEventQueue)

@@ -6,6 +6,7 @@
 #include "support/TestSandbox.h"
 #include "watching/AppsInTrashWatcherListener.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QTest>
 #include <QThread>
@@ -19,7 +20,7 @@ public:
     {
         paths.append(bundle.bundlePath());
         identifiers.append(bundle.bundleIdentifier());
-        onMainThread = onMainThread && QThread::currentThread() == qApp->thread();
+        onMainThread = onMainThread && QThread::currentThread() == QCoreApplication::instance()->thread();
     }
     QStringList paths;
     QStringList identifiers;
