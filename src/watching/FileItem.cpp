@@ -54,7 +54,7 @@ FileItem::ItemPointer FileItem::createTreeForPath(const QString &path, int deep)
 
 FileItem *FileItem::createTreeForPath(const QString &path, int deep, FileItem *parent, const QString &name)
 {
-    return createChild(path, deep, parent, name, ResourceType::Unknown);
+    return parent ? createChild(path, deep, parent, name, ResourceType::Unknown) : nullptr;
 }
 
 // A child keeps depth 0 in m_nDeep: only the root remembers the depth it was loaded

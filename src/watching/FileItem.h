@@ -30,7 +30,8 @@ public:
     static ItemPointer createTreeForPath(const QString &path);
     static ItemPointer createTreeForPath(const QString &path, int deep);
     // A new child of the parent, which owns it from then on; null when the path does
-    // not exist, or when the parent holds no children (it is not a loaded directory).
+    // not exist, or when there is no parent or it holds no children (it is not a
+    // loaded directory).
     static FileItem *createTreeForPath(const QString &path, int deep, FileItem *parent, const QString &name);
 
     ~FileItem() override;

@@ -232,6 +232,7 @@ void tst_FileItem::ownsItsChildrenByName()
     // A node without children held (a file, or a folder not loaded) adopts nobody.
     QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("dir/one")), 0, file, QStringLiteral("one")));
     QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("dir/one")), 0, dir, QStringLiteral("one")));
+    QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("dir/one")), 0, nullptr, QStringLiteral("one")));
     QVERIFY(recorder.events.isEmpty());
 
     tree->notifyThatRemovedChildWithName(QStringLiteral("file"));
