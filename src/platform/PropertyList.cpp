@@ -1,5 +1,7 @@
 #include "PropertyList.h"
 
+#include "PropertyListGuard.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QTimeZone>
@@ -22,17 +24,29 @@ using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 
 std::optional<QVariant> toVariant(plist_t node, int depth);
 
+// Walked with an iterator: on a parsed array, plist_array_get_item walks the items
+// from the first each time, which makes long arrays quadratic.
 std::optional<QVariant> arrayToVariant(plist_t node, int depth)
 {
     QVariantList list;
-    const uint32_t count = plist_array_get_size(node);
-    list.reserve(count);
-    for (uint32_t i = 0; i < count; ++i) {
-        auto item = toVariant(plist_array_get_item(node, i), depth + 1);
-        if (!item)
+    list.reserve(plist_array_get_size(node));
+    plist_array_iter iter = nullptr;
+    plist_array_new_iter(node, &iter);
+    if (!iter)
+        return std::nullopt;
+    for (;;) {
+        plist_t child = nullptr;
+        plist_array_next_item(node, iter, &child);
+        if (!child)
+            break;
+        auto item = toVariant(child, depth + 1);
+        if (!item) {
+            std::free(iter);
             return std::nullopt;
+        }
         list.append(std::move(*item));
     }
+    std::free(iter);
     return QVariant(list);
 }
 
@@ -201,7 +215,7 @@ plist_t fromVariant(const QVariant &value, int depth)
 
 std::optional<QVariant> PropertyList::fromData(const QByteArray &data)
 {
-    if (data.isEmpty() || data.size() > kMaxFileSize)
+    if (data.isEmpty() || data.size() > kMaxFileSize || !PropertyListGuard::isSafeToParse(data, kMaxDepth))
         return std::nullopt;
     plist_t root = nullptr;
     plist_from_memory(data.constData(), static_cast<uint32_t>(data.size()), &root);
