@@ -5,6 +5,8 @@ RestartableTimer::RestartableTimer(std::function<void()> action, QObject *parent
     , m_action(std::move(action))
 {
     m_timer.setSingleShot(true);
+    // A debounce is measured from the last event: a coarse timer could fire up to 5% early.
+    m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, [this] {
         if (m_action)
             m_action();

@@ -1,0 +1,66 @@
+#include "AppsInTrashWatcher.h"
+
+#include "AppsInTrashWatcherListener.h"
+#include "DirectoryWatcher.h"
+#include "WatchingLog.h"
+#include "core/ApplicationDirectoryUtils.h"
+#include "core/PathsGenerator.h"
+#include "remains/BundleExcludeList.h"
+
+namespace {
+
+std::optional<Bundle> refuse(const QString &path, const QString &reason)
+{
+    qCDebug(lcWatching).noquote() << "not reported:" << path << "-" << reason;
+    return std::nullopt;
+}
+
+} // namespace
+
+AppsInTrashWatcher::AppsInTrashWatcher(AppsInTrashWatcherListener *listener)
+    : m_pListener(listener)
+{
+    startWatching();
+}
+
+AppsInTrashWatcher::~AppsInTrashWatcher() = default;
+
+void AppsInTrashWatcher::startWatching()
+{
+    // A watcher being replaced may be the one whose report led here: it is silenced
+    // now and destroyed once it has returned.
+    if (m_pTrashWatcher) {
+        m_pTrashWatcher->setDelegate(nullptr);
+        m_pTrashWatcher.release()->deleteLater();
+    }
+    const QString trash = PathsGenerator::GetInstance().buildTrashDirectory();
+    qCDebug(lcWatching).noquote() << "watching the Trash" << trash;
+    m_pTrashWatcher = std::make_unique<DirectoryWatcher>(trash);
+    m_pTrashWatcher->setDelegate(this);
+}
+
+void AppsInTrashWatcher::onAddedAppWithPath(const QString &path)
+{
+    const std::optional<Bundle> bundle = isReallyAppBundlePath(path);
+    if (!bundle || !m_pListener)
+        return;
+    qCDebug(lcWatching).noquote() << "reported:" << path << bundle->bundleIdentifier();
+    m_pListener->onAppMovedToTrash(*bundle);
+}
+
+std::optional<Bundle> AppsInTrashWatcher::isReallyAppBundlePath(const QString &path)
+{
+    if (!ApplicationDirectoryUtils::isApplicationAtPath(path))
+        return refuse(path, QStringLiteral("not an application"));
+    if (const QString outer = ApplicationDirectoryUtils::parentBundlePathForPath(path); !outer.isNull())
+        return refuse(path, QStringLiteral("it lies inside the bundle %1").arg(outer));
+    std::optional<Bundle> bundle = Bundle::bundleWithPath(path);
+    if (!bundle)
+        return refuse(path, QStringLiteral("it cannot be opened as a bundle"));
+    const QString identifier = bundle->bundleIdentifier();
+    if (identifier.isNull())
+        return refuse(path, QStringLiteral("it has no bundle identifier"));
+    if (BundleExcludeList::GetInstance().isSystemBundleID(identifier, false))
+        return refuse(path, QStringLiteral("%1 is the main application or this helper").arg(identifier));
+    return bundle;
+}

@@ -1,0 +1,190 @@
+#include "VDKQueue.h"
+
+#include "VDKQueuePathEntry.h"
+#include "WatchingLog.h"
+#include "platform/Delays.h"
+#include "platform/KernelEventQueue.h"
+#include "platform/MainThread.h"
+#include "platform/NotificationCenter.h"
+
+#include <QVariantMap>
+
+#include <array>
+#include <pthread.h>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct EventName
+{
+    quint32 event;
+    const QString &name;
+};
+
+// The order in which the bits of one event are expanded, and so the order of the
+// delegate calls for it.
+const std::array kEventNames{
+    EventName{KernelEventQueue::NoteRename, VDKQueueFileRenamedNotification},
+    EventName{KernelEventQueue::NoteWrite, VDKQueueFileWrittenToNotification},
+    EventName{KernelEventQueue::NoteDelete, VDKQueueFileDeletedNotification},
+    EventName{KernelEventQueue::NoteAttrib, VDKQueueFileAttributesChangedNotification},
+    EventName{KernelEventQueue::NoteExtend, VDKQueueFileSizeIncreasedNotification},
+    EventName{KernelEventQueue::NoteLink, VDKQueueLinkCountChangedNotification},
+    EventName{KernelEventQueue::NoteRevoke, VDKQueueAccessWasRevokedNotification},
+};
+
+const char *const kThreadName = "VDKQueue";
+constexpr int kAnyWatch = -1;
+
+} // namespace
+
+std::unique_ptr<VDKQueue> VDKQueue::init()
+{
+    auto coreQueue = KernelEventQueue::create();
+    if (!coreQueue)
+        return nullptr;
+    return std::unique_ptr<VDKQueue>(new VDKQueue(std::move(coreQueue)));
+}
+
+VDKQueue::VDKQueue(std::unique_ptr<KernelEventQueue> queue)
+    : coreQueue(std::move(queue))
+{
+}
+
+VDKQueue::~VDKQueue()
+{
+    keepWatcherThreadRunning = false;
+    coreQueue->wake();
+    if (m_watcherThread.joinable())
+        m_watcherThread.join();
+    removeAllPaths();
+}
+
+void VDKQueue::addPath(const QString &path)
+{
+    addPath(path, KernelEventQueue::AllVnodeEvents);
+}
+
+void VDKQueue::addPath(const QString &path, quint32 mask)
+{
+    if (path.isNull())
+        return;
+    std::lock_guard guard(m_lock);
+    if (watchedPathEntries.count(path) == 0)
+        addPathToQueue(path, mask);
+}
+
+// Merges the mask into an existing entry, or watches a new path; the first watch
+// starts the watcher thread.
+VDKQueuePathEntry *VDKQueue::addPathToQueue(const QString &path, quint32 mask)
+{
+    std::lock_guard guard(m_lock);
+    VDKQueuePathEntry *entry = nullptr;
+    if (const auto found = watchedPathEntries.find(path); found != watchedPathEntries.end()) {
+        entry = found->second.get();
+        if ((entry->subscriptionFlags() & mask) == mask)
+            return entry;
+        entry->setSubscriptionFlags(entry->subscriptionFlags() | mask);
+    } else {
+        auto created = VDKQueuePathEntry::initWithPath(*coreQueue, path, mask);
+        if (!created) {
+            qCDebug(lcWatching).noquote() << "cannot watch" << path;
+            return nullptr;
+        }
+        entry = created.get();
+        watchedPathEntries.emplace(path, std::move(created));
+    }
+    if (!keepWatcherThreadRunning.exchange(true)) {
+        m_watcherThread = std::thread([this] { watcherThread(); });
+        ::pthread_setname_np(m_watcherThread.native_handle(), kThreadName);
+    }
+    return entry;
+}
+
+void VDKQueue::removePath(const QString &path)
+{
+    if (path.isNull())
+        return;
+    std::lock_guard guard(m_lock);
+    watchedPathEntries.erase(path);
+}
+
+void VDKQueue::removeAllPaths()
+{
+    std::lock_guard guard(m_lock);
+    watchedPathEntries.clear();
+}
+
+int VDKQueue::numberOfWatchedPaths() const
+{
+    std::lock_guard guard(m_lock);
+    return int(watchedPathEntries.size());
+}
+
+QStringList VDKQueue::notificationNamesForEvents(quint32 events)
+{
+    QStringList names;
+    for (const EventName &entry : kEventNames) {
+        if (events & entry.event)
+            names.append(entry.name);
+    }
+    return names;
+}
+
+// Waits in slices until the queue is destroyed, whose destructor also wakes the wait
+// so that the thread ends at once.
+void VDKQueue::watcherThread()
+{
+    while (keepWatcherThreadRunning) {
+        const KernelEventQueue::Batch batch = coreQueue->wait(Delays::scaled(Delays::kWatcherSlice));
+        if (!keepWatcherThreadRunning)
+            break;
+        // Lost events may have been anything: every path is told it was written to,
+        // which makes its owner read it again.
+        if (batch.overflowed)
+            dispatch(kAnyWatch, KernelEventQueue::NoteWrite);
+        for (const KernelEventQueue::Change &change : batch.changes)
+            dispatch(change.watch, change.events);
+    }
+}
+
+// Every path on the watch hears of the change (a symbolic link and its target share
+// one), each through its own subscription; kAnyWatch reaches every path.
+void VDKQueue::dispatch(int watch, quint32 events)
+{
+    std::vector<std::pair<QString, quint32>> changes;
+    {
+        std::lock_guard guard(m_lock);
+        for (const auto &[path, entry] : watchedPathEntries) {
+            if ((watch == kAnyWatch || entry->watchedFD() == watch) && (entry->subscriptionFlags() & events))
+                changes.emplace_back(path, entry->subscriptionFlags() & events);
+        }
+    }
+    for (const auto &[path, subscribed] : changes)
+        deliverOnMainThread(path, subscribed);
+}
+
+void VDKQueue::deliverOnMainThread(const QString &path, quint32 events)
+{
+    MainThread::async([this, alive = std::weak_ptr<const bool>(m_alive), path,
+                       names = notificationNamesForEvents(events)] {
+        for (const QString &name : names) {
+            if (alive.expired())
+                return;
+            deliver(name, path, alive);
+        }
+    });
+}
+
+// Main thread. The delegate may destroy the queue during its call; nothing of the
+// queue is touched after that.
+void VDKQueue::deliver(const QString &notificationName, const QString &path, const std::weak_ptr<const bool> &alive)
+{
+    if (VDKQueueDelegate *delegate = m_delegate)
+        delegate->VDKQueue(this, notificationName, path);
+    if (alive.expired())
+        return;
+    if (!m_delegate || m_alwaysPostNotifications)
+        NotificationCenter::workspaceCenter().post(notificationName, this, {{QStringLiteral("path"), path}});
+}

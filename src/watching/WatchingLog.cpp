@@ -1,0 +1,3 @@
+#include "WatchingLog.h"
+
+Q_LOGGING_CATEGORY(lcWatching, "tarnwick.watching", QtWarningMsg)
