@@ -1,0 +1,174 @@
+// Draws the notification window off screen, as it looks for a sample application
+// "Foo" with a few megabytes of remains, and again once two more applications have
+// been gathered into it, and writes both, one above the other, to a PNG.
+//
+//     render-notification [--scale N] [output.png]
+//
+// Everything happens in a temporary home; nothing of the user's is read or touched.
+
+#include "notification/RichNotificationWC.h"
+#include "notification/RichNotificationWindow.h"
+#include "platform/Bundle.h"
+#include "platform/MainThread.h"
+#include "platform/PropertyList.h"
+#include "platform/TrashLocation.h"
+#include "platform/UserDatabase.h"
+#include "platform/Workspace.h"
+#include "remains/ObjectsProcessor.h"
+#include "remains/SimpleSizeCalculation.h"
+
+#include <QApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QPainter>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QThread>
+
+#include <functional>
+
+namespace {
+
+constexpr int kPadding = 24;
+
+struct Options
+{
+    QString output = QStringLiteral("notification.png");
+    QByteArray scale = "1";
+};
+
+Options parse(int argc, char **argv)
+{
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == "--scale" && i + 1 < argc)
+            options.scale = argv[++i];
+        else
+            options.output = QString::fromLocal8Bit(argument);
+    }
+    return options;
+}
+
+void writeFile(const QString &path, qint64 size)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(QByteArray(size, 'x'));
+}
+
+// A trashed application bundle with an identifier and an executable name.
+std::optional<Bundle> makeApp(const QString &trash, const QString &name, qint64 size)
+{
+    const QString path = trash + QLatin1Char('/') + name + QStringLiteral(".app");
+    const QVariantMap info{{QStringLiteral("CFBundleIdentifier"), QStringLiteral("com.example.") + name},
+                           {QStringLiteral("CFBundleExecutable"), name}};
+    writeFile(path + QStringLiteral("/Contents/MacOS/") + name, size);
+    QFile plist(path + QStringLiteral("/Contents/Info.plist"));
+    if (!plist.open(QIODevice::WriteOnly) || plist.write(PropertyList::toData(info, PropertyList::Format::Xml)) < 0)
+        return std::nullopt;
+    plist.close();
+    return Bundle::bundleWithPath(path);
+}
+
+void makeRemains(const QString &home, const QString &name, qint64 size)
+{
+    const QString library = home + QStringLiteral("/Library/");
+    writeFile(library + QStringLiteral("Caches/com.example.") + name + QStringLiteral("/Cache.db"), size);
+    writeFile(library + QStringLiteral("Preferences/com.example.") + name + QStringLiteral(".plist"), 4096);
+    writeFile(library + QStringLiteral("Application Support/") + name + QStringLiteral("/Library.db"), size / 3);
+}
+
+bool waitUntil(const std::function<bool()> &condition)
+{
+    QDeadlineTimer deadline(20000);
+    while (!condition() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+        QThread::msleep(5);
+    }
+    return condition();
+}
+
+// Until every size queued so far has come back to the main thread.
+bool waitForSizes()
+{
+    const auto processor = SimpleSizeCalculation::GetInstance().getProcessor();
+    if (!waitUntil([&] { return !processor->isProcessorWorking(); }))
+        return false;
+    bool flushed = false;
+    MainThread::async([&flushed] { flushed = true; });
+    return waitUntil([&] { return flushed; });
+}
+
+QImage grabShown(RichNotificationWC &controller, qint64 otherApps)
+{
+    if (!waitUntil([&] { return controller.isActive() && controller.otherAppCount() == otherApps; }) || !waitForSizes())
+        return {};
+    return controller.window()->grab().toImage();
+}
+
+QImage stack(const QList<QImage> &images)
+{
+    int width = 0;
+    int height = kPadding;
+    for (const QImage &image : images) {
+        width = qMax(width, int(image.width() / image.devicePixelRatio()));
+        height += int(image.height() / image.devicePixelRatio()) + kPadding;
+    }
+    const qreal ratio = images.first().devicePixelRatio();
+    QImage canvas(QSize(width + 2 * kPadding, height) * ratio, QImage::Format_ARGB32_Premultiplied);
+    canvas.setDevicePixelRatio(ratio);
+    canvas.fill(QColor(232, 234, 239));
+    QPainter painter(&canvas);
+    int y = kPadding;
+    for (const QImage &image : images) {
+        painter.drawImage(QPoint(kPadding, y), image);
+        y += int(image.height() / image.devicePixelRatio()) + kPadding;
+    }
+    return canvas;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const Options options = parse(argc, argv);
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_SCALE_FACTOR", options.scale);
+    QApplication app(argc, argv);
+    QTemporaryDir root;
+    QTextStream err(stderr);
+    if (!root.isValid()) {
+        err << "render-notification: no temporary folder\n";
+        return 1;
+    }
+    const QString home = root.filePath(QStringLiteral("home"));
+    QDir().mkpath(home);
+    UserDatabase::setHomeOverride(home);
+    Workspace::setSystemApplicationsFolder(root.filePath(QStringLiteral("Applications")));
+    const QString trash = TrashLocation::ensureFilesDirectory(home);
+
+    auto controller = RichNotificationWC::create();
+    makeRemains(home, QStringLiteral("Foo"), 3'200'000);
+    controller->showNotificationForApp(makeApp(trash, QStringLiteral("Foo"), 1'800'000));
+    const QImage single = grabShown(*controller, 0);
+    for (const QString &name : {QStringLiteral("Bar"), QStringLiteral("Baz")}) {
+        makeRemains(home, name, 900'000);
+        controller->showNotificationForApp(makeApp(trash, name, 2'500'000));
+    }
+    const QImage several = grabShown(*controller, 2);
+    if (single.isNull() || several.isNull()) {
+        err << "render-notification: the notification did not appear\n";
+        return 1;
+    }
+    if (!stack({single, several}).save(options.output)) {
+        err << "render-notification: cannot write " << options.output << "\n";
+        return 1;
+    }
+    QTextStream(stdout) << options.output << "\n";
+    return 0;
+}
