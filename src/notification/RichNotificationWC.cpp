@@ -203,8 +203,7 @@ void RichNotificationWC::showNotification()
     placeWindow();
     m_pWindow->show();
     fadeIn();
-    m_pWindow->raise();
-    m_pWindow->activateWindow();
+    m_pWindow->makeKeyAndOrderFront();
     Q_EMIT notificationShown();
 }
 

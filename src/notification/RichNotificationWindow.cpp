@@ -1,6 +1,9 @@
 #include "RichNotificationWindow.h"
 
+#include <QApplication>
 #include <QEvent>
+#include <QGuiApplication>
+#include <QWindow>
 #include <QLayout>
 
 RichNotificationWindow::RichNotificationWindow(QWidget *parent)
@@ -16,6 +19,18 @@ void RichNotificationWindow::fitHeightToContent()
         layout()->activate();
     const int height = hasHeightForWidth() ? heightForWidth(width()) : sizeHint().height();
     resize(width(), qMax(height, minimumHeight()));
+}
+
+void RichNotificationWindow::makeKeyAndOrderFront()
+{
+    raise();
+    activateWindow();
+    // Without a window manager nothing takes the focus when this window hides, so Qt
+    // may still count it as the focused window when it shows again; asking for the
+    // focus then changes nothing, and the window would never hear of its next focus
+    // loss. Make it the active window outright in that case.
+    if (windowHandle() && QGuiApplication::focusWindow() == windowHandle() && !isActiveWindow())
+        QApplication::setActiveWindow(this);
 }
 
 // Escape and the window manager's close button both arrive here.

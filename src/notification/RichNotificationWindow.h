@@ -20,6 +20,8 @@ public:
 
     // Gives the window the height its content needs at its width.
     void fitHeightToContent();
+    // Orders the window front and asks for the focus.
+    void makeKeyAndOrderFront();
 
 public Q_SLOTS:
     void reject() override;

@@ -14,8 +14,10 @@
 
 #include <QDesktopServices>
 #include <QGuiApplication>
+#include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTest>
 
 #include <memory>
@@ -88,6 +90,7 @@ private Q_SLOTS:
     void helpOpensTheHelpPage();
     void fadesInAtTheTopRight();
     void realFocusLossHidesTheWindow();
+    void realKeysReachTheWindow();
 
 private:
     // A trashed application with a cache of the given size among its remains.
@@ -323,16 +326,38 @@ void tst_RichNotificationWC::realFocusLossHidesTheWindow()
 {
     if (QGuiApplication::platformName() != QLatin1String("xcb"))
         QSKIP("needs a real X server (the xvfb run)");
-    showAndWait(trashedApp(QStringLiteral("Real.app"), QStringLiteral("com.example.Real")));
-    QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
-    m_now += std::chrono::duration_cast<std::chrono::steady_clock::duration>(Delays::scaled(3000ms));
+    // Twice: a window shown again after hiding must hear of its focus loss too.
+    for (const QString &name : {QStringLiteral("Real.app"), QStringLiteral("Real again.app")}) {
+        showAndWait(trashedApp(name, QStringLiteral("com.example.Real")));
+        QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
+        m_now += std::chrono::duration_cast<std::chrono::steady_clock::duration>(Delays::scaled(3000ms));
 
-    QWidget other;
-    other.resize(200, 100);
-    other.show();
-    other.activateWindow();
+        QWidget other;
+        other.resize(200, 100);
+        other.show();
+        other.activateWindow();
+        QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isActive(), 5000);
+        QVERIFY(!m_controller->window()->isVisible());
+    }
+}
+
+void tst_RichNotificationWC::realKeysReachTheWindow()
+{
+    if (QGuiApplication::platformName() != QLatin1String("xcb") || QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty())
+        QSKIP("needs a real X server and xdotool (the xvfb run)");
+    const auto pressKey = [](const QString &key) { return QProcess::execute(QStringLiteral("xdotool"), {QStringLiteral("key"), key}); };
+    const auto app = trashedApp(QStringLiteral("Typed.app"), QStringLiteral("com.example.Typed"));
+    showAndWait(app);
+    QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
+    QCOMPARE(pressKey(QStringLiteral("Escape")), 0);
     QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isActive(), 5000);
-    QVERIFY(!m_controller->window()->isVisible());
+    QVERIFY(m_handoffs->lists.isEmpty());
+
+    showAndWait(app); // shown again after hiding: active again
+    QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
+    QCOMPARE(pressKey(QStringLiteral("Return")), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(m_handoffs->lists.size(), 1, 5000);
+    QVERIFY(!m_controller->isActive());
 }
 
 QTEST_MAIN(tst_RichNotificationWC)
