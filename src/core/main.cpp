@@ -1,11 +1,12 @@
 // The helper's process entry: parse the command line, then run the agent (or one
 // of the command-line jobs) on the Qt event loop.
 
+#include "AgentLauncher.h"
 #include "HelperCommandLine.h"
-#include "PathsGenerator.h"
+#include "WatcherSettings.h"
 #include "platform/TerminationSignals.h"
-#include "remains/RemainsListing.h"
 #include "platform/UserDatabase.h"
+#include "remains/RemainsListing.h"
 
 #include <QApplication>
 #include <QTextStream>
@@ -37,6 +38,30 @@ QStringList argumentsOf(int argc, char **argv)
     return arguments;
 }
 
+// The command-line jobs that do not run the agent; none needs a display.
+int runJob(const HelperCommandLine &options, int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    switch (options.mode()) {
+    case HelperCommandLine::Mode::ListRemains: {
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return RemainsListing::run(options.remainsOf(), out, err);
+    }
+    case HelperCommandLine::Mode::EnableLoginItem:
+    case HelperCommandLine::Mode::DisableLoginItem: {
+        const bool enable = options.mode() == HelperCommandLine::Mode::EnableLoginItem;
+        if (!WatcherSettings::GetInstance().enableHelperInLoginItems(enable))
+            return printAndExit(QStringLiteral("tarnwick-helper: the login item could not be changed."), stderr, 1);
+        return printAndExit(enable ? QStringLiteral("Tarnwick Helper will start at login.")
+                                   : QStringLiteral("Tarnwick Helper will no longer start at login."),
+                            stdout, 0);
+    }
+    default:
+        return 2;
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -58,19 +83,15 @@ int main(int argc, char **argv)
     }
     if (!options.home().isEmpty())
         UserDatabase::setHomeOverride(options.home());
-    if (options.mode() == HelperCommandLine::Mode::ListRemains) {
-        QCoreApplication app(argc, argv); // no display needed
-        QTextStream out(stdout);
-        QTextStream err(stderr);
-        return RemainsListing::run(options.remainsOf(), out, err);
-    }
+    if (options.mode() != HelperCommandLine::Mode::Agent)
+        return runJob(options, argc, argv);
 
+    // A later start with files hands them to the running agent and ends.
+    if (!options.files().isEmpty() && AgentLauncher::handToRunningAgent(options.files()))
+        return 0;
     chooseOffscreenWithoutDisplay();
     QApplication app(argc, argv);
     app.setQuitOnLastWindowClosed(false);
     TerminationSignals::install();
-
-    QTextStream(stdout) << "Tarnwick Helper is watching " << PathsGenerator::GetInstance().buildTrashDirectory()
-                        << Qt::endl;
-    return app.exec();
+    return AgentLauncher::run(options.files());
 }

@@ -34,7 +34,8 @@ const char *const kDescription =
     "exclude and clear print the path of the command file they write, then open it with\n"
     "the helper: the one given with --helper, else the running helper, else the one\n"
     "installed in /Applications or ~/Applications, else the helper built beside this tool\n"
-    "(../" TW_BUNDLE_NAME "). With --no-send the file is only written.\n"
+    "(../" TW_BUNDLE_NAME ", or ../lib/tarnwick/" TW_BUNDLE_NAME " when installed).\n"
+    "With --no-send the file is only written.\n"
     "\n"
     "Exit status: 0 on success, 1 when a file cannot be written, read, decoded or sent,\n"
     "2 on a usage error.";
@@ -62,8 +63,13 @@ QString findHelper(const FileMessage &message, const QString &requested)
         Workspace::urlForApplicationWithBundleIdentifier(WatcherSettings::GetInstance().getHelperAppBundleID());
     if (!installed.isNull())
         return installed;
-    const QString built = QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../" TW_BUNDLE_NAME));
-    return FileAttributes::isDirectory(built) ? built : QString();
+    // Beside this tool in a build, or where `cmake --install` puts the helper.
+    for (const char *relative : {"/../" TW_BUNDLE_NAME, "/../lib/tarnwick/" TW_BUNDLE_NAME}) {
+        const QString candidate = QDir::cleanPath(QCoreApplication::applicationDirPath() + QLatin1String(relative));
+        if (FileAttributes::isDirectory(candidate))
+            return candidate;
+    }
+    return {};
 }
 
 int send(const FileMessage &message, bool noSend, const QString &requestedHelper)

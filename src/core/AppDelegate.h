@@ -1,0 +1,65 @@
+#pragma once
+
+#include "watching/AppsInTrashWatcherListener.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QVariantList>
+
+#include <memory>
+#include <vector>
+
+class AppsInTrashWatcher;
+class NameExcluder;
+class RichNotificationWC;
+class QWidget;
+
+// The application delegate, the spine of the agent: at launch it creates the
+// notification window controller, starts the update restarter and the Trash watcher;
+// afterwards it obeys the main application's command files and hands each
+// application moved to the Trash either to the window or, when the main application
+// excluded its name, to nobody.
+//
+// Main thread only. Owns the Trash watcher and the window controller for the life of
+// the process.
+class AppDelegate : public QObject, public AppsInTrashWatcherListener
+{
+    Q_OBJECT
+public:
+    // The answer to a request to open several files, as the system expects it.
+    enum class OpenReply { Success = 0 };
+    using Excluders = std::vector<std::shared_ptr<NameExcluder>>;
+
+    AppDelegate();
+    ~AppDelegate() override;
+
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+    void startWatching();
+
+    // application:openFile: — always answers true.
+    bool application(QObject *sender, const QString &openFile);
+    // application:openFiles: — the string elements are handled in order, anything
+    // else is skipped; always replies success.
+    OpenReply application(QObject *sender, const QVariantList &openFiles);
+    void processOpenFileWithPath(const QString &path);
+
+    void onAppMovedToTrash(const Bundle &bundle) override;
+
+    Excluders excluders() const { return m_excluders; }
+    void setExcluders(Excluders excluders) { m_excluders = std::move(excluders); }
+    RichNotificationWC *notificationController() const { return m_pRichNotificationWC.get(); }
+
+    // The extension of the main application's command files.
+    static QString commandFileExtension() { return QStringLiteral("msgfortwhelp"); }
+
+private:
+    void scheduleExcludersPruning();
+    bool isExcluded(const QString &bundlePath) const;
+
+    QWidget *window = nullptr; // never used by the logic
+    Excluders m_excluders;
+    std::unique_ptr<RichNotificationWC> m_pRichNotificationWC;
+    std::unique_ptr<AppsInTrashWatcher> m_pTrashWatcher;
+};
