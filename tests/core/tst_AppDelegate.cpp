@@ -51,6 +51,11 @@ void tst_AppDelegate::initTestCase()
     m_sandbox = std::make_unique<TestSandbox>();
     m_mainApplication =
         FakeApplications::makeScriptApp(m_sandbox->path(QStringLiteral("Applications/Tarnwick.app")), QStringLiteral("com.corbelle.TarnwickS"));
+    // What the exclusion tests hand to the delegate lies in the Trash before the agent
+    // starts, so that its own Trash watcher never reports it as well.
+    for (const QString &name : {QStringLiteral("Foo Bar"), QStringLiteral("Bazooka"), QStringLiteral("Old Apps/Foo Bar"),
+                                QStringLiteral("Qux"), QStringLiteral("Late")})
+        TestSandbox::makeApp(trashed(name + QStringLiteral(".app")), QStringLiteral("com.example.") + QString(name).remove(QLatin1Char(' ')).remove(QLatin1Char('/')), QFileInfo(name).fileName());
     m_delegate = std::make_unique<AppDelegate>();
     m_delegate->applicationDidFinishLaunching();
     QVERIFY(m_delegate->notificationController());
@@ -95,8 +100,9 @@ bool tst_AppDelegate::shownBeside(const QString &bundlePath)
     if (window->isActive())
         window->closeButton()->click();
     m_delegate->onAppMovedToTrash(*Bundle::bundleWithPath(bundlePath));
+    // The sentinel lies outside the Trash: nothing excludes it and the watcher never sees it.
     const QString sentinel = QStringLiteral("Sentinel%1").arg(++m_sentinels);
-    const QString sentinelPath = trashed(sentinel + QStringLiteral(".app"));
+    const QString sentinelPath = m_sandbox->path(QStringLiteral("Sentinels/") + sentinel + QStringLiteral(".app"));
     TestSandbox::makeApp(sentinelPath, QStringLiteral("com.example.") + sentinel, sentinel);
     m_delegate->onAppMovedToTrash(*Bundle::bundleWithPath(sentinelPath));
     const auto sentinelGathered = [&] {
@@ -144,24 +150,17 @@ void tst_AppDelegate::excludedNamesAreMatchedFromTheTrash()
                                          {QStringLiteral("/Applications/Foo Bar.app"), QStringLiteral("/Applications/Baz.app/")})));
     QCOMPARE(prefixes(), (QStringList{QStringLiteral("Foo Bar"), QStringLiteral("Baz")}));
 
-    const QString excluded = trashed(QStringLiteral("Foo Bar.app"));
-    TestSandbox::makeApp(excluded, QStringLiteral("com.example.FooBar"), QStringLiteral("Foo Bar"));
-    QVERIFY(!shownBeside(excluded));
+    QVERIFY(!shownBeside(trashed(QStringLiteral("Foo Bar.app"))));
     // The prefix also covers longer names...
-    const QString longer = trashed(QStringLiteral("Bazooka.app"));
-    TestSandbox::makeApp(longer, QStringLiteral("com.example.Bazooka"), QStringLiteral("Bazooka"));
-    QVERIFY(!shownBeside(longer));
+    QVERIFY(!shownBeside(trashed(QStringLiteral("Bazooka.app"))));
     // ...but not the same name in a sub-folder of the Trash.
-    const QString nested = trashed(QStringLiteral("Old Apps/Foo Bar.app"));
-    TestSandbox::makeApp(nested, QStringLiteral("com.example.FooBarOld"), QStringLiteral("Foo Bar"));
-    QVERIFY(shownBeside(nested));
+    QVERIFY(shownBeside(trashed(QStringLiteral("Old Apps/Foo Bar.app"))));
 }
 
 void tst_AppDelegate::clearingWaitsAndSparesNewExclusions()
 {
     m_delegate->application(nullptr, commandFile(FileMessage::CreateMessageForHelperToExcludeRemovedPaths({QStringLiteral("/x/Qux.app")})));
     const QString qux = trashed(QStringLiteral("Qux.app"));
-    TestSandbox::makeApp(qux, QStringLiteral("com.example.Qux"), QStringLiteral("Qux"));
 
     m_delegate->application(nullptr, commandFile(FileMessage::CreateMessageForHelperToCancelExcludeRemovedPaths()));
     // Nothing is dropped at once: an arrival right after the clear command is still excluded.
@@ -198,9 +197,7 @@ void tst_AppDelegate::quitsOnceItsOwnBundleIsGone()
 {
     QVERIFY(QDir(m_sandbox->helperBundle()).removeRecursively());
     // Arrivals are ignored from now on, even ones nothing excludes.
-    const QString app = trashed(QStringLiteral("Late.app"));
-    TestSandbox::makeApp(app, QStringLiteral("com.example.Late"), QStringLiteral("Late"));
-    m_delegate->onAppMovedToTrash(*Bundle::bundleWithPath(app));
+    m_delegate->onAppMovedToTrash(*Bundle::bundleWithPath(trashed(QStringLiteral("Late.app"))));
 
     // The update restarter asks the application to quit; run the event loop to see it.
     QTimer::singleShot(10000, [] { QCoreApplication::exit(1); });
