@@ -17,6 +17,8 @@ private Q_SLOTS:
     void choosesTheJob();
     void theHelperAnswersFromOutside();
     void theAgentQuitsCleanlyOnSigterm();
+    void switchesTheLoginItem();
+    void laterStartsHandCommandFilesToTheAgent();
 };
 
 void tst_HelperCommandLine::choosesTheJob_data()
@@ -84,6 +86,63 @@ void tst_HelperCommandLine::theAgentQuitsCleanlyOnSigterm()
     QVERIFY(helper.waitForFinished(30000));
     QCOMPARE(helper.exitStatus(), QProcess::NormalExit);
     QCOMPARE(helper.exitCode(), 0);
+}
+
+void tst_HelperCommandLine::switchesTheLoginItem()
+{
+    QTemporaryDir home;
+    const QString entry = home.filePath(QStringLiteral(".config/autostart/com.corbelle.Tarnwick-HelperS.desktop"));
+    QProcess helper;
+    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path(), QStringLiteral("--enable-login-item")});
+    QVERIFY(helper.waitForFinished(30000));
+    QCOMPARE(helper.exitCode(), 0);
+    QFile file(entry);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray text = file.readAll();
+    // The bundle's folder name has a space: the path is quoted for the desktop.
+    QVERIFY2(text.contains("Exec=\"" + QFile::encodeName(QStringLiteral(TW_HELPER_EXECUTABLE)) + "\""), text.constData());
+    QVERIFY(text.contains("Type=Application"));
+
+    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path(), QStringLiteral("--disable-login-item")});
+    QVERIFY(helper.waitForFinished(30000));
+    QCOMPARE(helper.exitCode(), 0);
+    QVERIFY(!QFileInfo::exists(entry));
+}
+
+void tst_HelperCommandLine::laterStartsHandCommandFilesToTheAgent()
+{
+    QTemporaryDir home;
+    QTemporaryDir runtime;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
+    QProcess agent;
+    agent.setProcessEnvironment(environment);
+    agent.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path()});
+    QByteArray output;
+    QTRY_VERIFY_WITH_TIMEOUT((output += agent.readAllStandardOutput()).contains("watching"), 30000);
+
+    // The main application's side writes a command file and opens it with the helper;
+    // the new start passes it to the running agent, which reads and consumes it.
+    QProcess sender;
+    sender.setProcessEnvironment(environment);
+    sender.start(QStringLiteral(TW_TARNWICK_MSG), {QStringLiteral("exclude"), QStringLiteral("/Applications/Foo.app")});
+    QVERIFY(sender.waitForFinished(30000));
+    QCOMPARE(sender.exitCode(), 0);
+    const QString file = QString::fromUtf8(sender.readAllStandardOutput()).trimmed();
+    QVERIFY2(file.endsWith(QStringLiteral(".msgfortwhelp")), qPrintable(file));
+    QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(file), 30000);
+
+    // A second agent for the same user does not start.
+    QProcess second;
+    second.setProcessEnvironment(environment);
+    second.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path()});
+    QVERIFY(second.waitForFinished(30000));
+    QCOMPARE(second.exitCode(), 0);
+    QVERIFY(second.readAllStandardError().contains("already running"));
+
+    agent.terminate();
+    QVERIFY(agent.waitForFinished(30000));
+    QCOMPARE(agent.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_HelperCommandLine)
