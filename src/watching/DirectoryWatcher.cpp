@@ -70,6 +70,7 @@ bool DirectoryWatcher::startWatching()
 // directory still reports is dropped.
 void DirectoryWatcher::VDKQueue(::VDKQueue *, const QString &notificationName, const QString &path)
 {
+    qCDebug(lcWatching).noquote() << "change" << notificationName << "at" << path;
     if (!m_sFollowedAncestor.isNull()) {
         if (path == m_sFollowedAncestor)
             followReappearance(leavesItsPlace(notificationName));
@@ -79,8 +80,6 @@ void DirectoryWatcher::VDKQueue(::VDKQueue *, const QString &notificationName, c
         onDirectoryGone(notificationName == VDKQueueFileDeletedNotification);
         return;
     }
-    qCDebug(lcWatching).noquote() << "change" << notificationName << "at" << path << "- refresh in"
-                                  << Delays::scaled(Delays::kTrashDebounce).count() << "ms unless more changes come";
     m_refreshTimer.restart(Delays::scaled(Delays::kTrashDebounce));
 }
 
