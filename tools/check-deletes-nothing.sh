@@ -27,20 +27,7 @@ msg="$build/bin/tarnwick-msg"
 [ -x "$helper_bundle/Contents/MacOS/tarnwick-helper" ] && [ -x "$msg" ] ||
     { echo "check-deletes-nothing.sh: no helper or tarnwick-msg in $build" >&2; exit 2; }
 
-sandbox="$(mktemp -d "${TMPDIR:-/tmp}/tarnwick-deletes.XXXXXX")"
-home="$sandbox/home"
-runtime="$sandbox/runtime"
-received="$sandbox/received"
-helper_pid=""
-xvfb_pid=""
-
-cleanup() {
-    [ -n "$helper_pid" ] && kill "$helper_pid" 2>/dev/null && wait "$helper_pid" 2>/dev/null
-    [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null && wait "$xvfb_pid" 2>/dev/null
-    if [ "$keep" -eq 0 ]; then rm -rf "$sandbox"; fi
-    return 0
-}
-trap cleanup EXIT
+open_sandbox tarnwick-deletes
 
 fail() { echo "check-deletes-nothing.sh: $*" >&2; [ -f "$sandbox/helper.log" ] && sed 's/^/  helper: /' "$sandbox/helper.log" >&2; exit 1; }
 
@@ -64,8 +51,6 @@ PY
 }
 
 say "Sandbox: $sandbox"
-mkdir -p "$home" "$runtime" "$received"
-chmod 700 "$runtime"
 export XDG_RUNTIME_DIR="$runtime"
 lib="$home/Library"
 for name in Foo Bar; do

@@ -32,26 +32,11 @@ source "$(dirname "$0")/sandbox-functions.sh"
 helper_bundle="$build/Tarnwick Helper.app"
 [ -x "$helper_bundle/Contents/MacOS/tarnwick-helper" ] || { echo "demonstrate.sh: no helper in $build" >&2; exit 2; }
 
-sandbox="$(mktemp -d "${TMPDIR:-/tmp}/tarnwick-demo.XXXXXX")"
-home="$sandbox/home"
-runtime="$sandbox/runtime"
-received="$sandbox/received"
-helper_pid=""
-xvfb_pid=""
-
-cleanup() {
-    [ -n "$helper_pid" ] && kill "$helper_pid" 2>/dev/null && wait "$helper_pid" 2>/dev/null
-    [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null && wait "$xvfb_pid" 2>/dev/null
-    if [ "$keep" -eq 0 ]; then rm -rf "$sandbox"; fi
-    return 0
-}
-trap cleanup EXIT
+open_sandbox tarnwick-demo
 
 fail() { echo "demonstrate.sh: $*" >&2; [ -f "$sandbox/helper.log" ] && sed 's/^/  helper: /' "$sandbox/helper.log" >&2; exit 1; }
 
 say "Sandbox: $sandbox"
-mkdir -p "$home" "$runtime" "$received"
-chmod 700 "$runtime"
 
 # The sample application and what it leaves in the Library.
 foo="$home/Applications/Foo.app"

@@ -1,6 +1,29 @@
 # Shell functions shared by the scripts that run the real helper on a sandbox home
-# (demonstrate.sh, check-deletes-nothing.sh). Source it; it expects the caller to set
-# `sandbox` (a scratch folder) and to define `fail MESSAGE`.
+# (demonstrate.sh, check-deletes-nothing.sh). Source it, define `fail MESSAGE` and
+# call open_sandbox first.
+
+# Makes the sandbox: a scratch folder named after $1 with home/, a private runtime/
+# and received/ (what the stand-in main application is given). On exit the helper
+# (helper_pid) and the X server (xvfb_pid) are stopped and, unless keep=1, the
+# sandbox is removed.
+open_sandbox() {
+    sandbox="$(mktemp -d "${TMPDIR:-/tmp}/$1.XXXXXX")"
+    home="$sandbox/home"
+    runtime="$sandbox/runtime"
+    received="$sandbox/received"
+    helper_pid=""
+    xvfb_pid=""
+    mkdir -p "$home" "$runtime" "$received"
+    chmod 700 "$runtime"
+    trap close_sandbox EXIT
+}
+
+close_sandbox() {
+    [ -n "$helper_pid" ] && kill "$helper_pid" 2>/dev/null && wait "$helper_pid" 2>/dev/null
+    [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null && wait "$xvfb_pid" 2>/dev/null
+    if [ "${keep:-0}" -eq 0 ]; then rm -rf "$sandbox"; fi
+    return 0
+}
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }
 
