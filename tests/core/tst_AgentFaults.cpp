@@ -75,15 +75,23 @@ bool tst_AgentFaults::logged(const QString &text)
 void tst_AgentFaults::initTestCase()
 {
     m_sandbox = std::make_unique<TestSandbox>();
-    QStringList command{QStringLiteral(TW_HELPER_EXECUTABLE), QStringLiteral("--home"), m_sandbox->home()};
+    // A copy of the helper's bundle in the sandbox, which the other user can reach
+    // whatever the permissions of the build folder.
+    const QString sandboxRoot = QFileInfo(m_sandbox->home()).path();
+    const QString built = QFileInfo(QStringLiteral(TW_HELPER_EXECUTABLE)).absoluteDir().absoluteFilePath(QStringLiteral("../.."));
+    const QString bundle = sandboxRoot + QStringLiteral("/helper-copy/") + QFileInfo(QDir::cleanPath(built)).fileName();
+    QVERIFY(QDir().mkpath(QFileInfo(bundle).path()));
+    QCOMPARE(QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-R"), QDir::cleanPath(built), bundle}), 0);
+    QStringList command{bundle + QStringLiteral("/Contents/MacOS/") + QFileInfo(QStringLiteral(TW_HELPER_EXECUTABLE)).fileName(),
+                        QStringLiteral("--home"), m_sandbox->home()};
     if (::geteuid() == 0) {
         const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
         if (setpriv.isEmpty())
             QSKIP("running as root without setpriv: nothing would be unreadable to the helper");
         m_asOtherUser = true;
         command = QStringList{setpriv, QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"), QStringLiteral("--clear-groups")} + command;
-        // The sandbox's own folder lets the other user through to its home.
-        QVERIFY(::chmod(QFile::encodeName(QFileInfo(m_sandbox->home()).path()).constData(), 0755) == 0);
+        // The sandbox's own folder lets the other user through to the home and the helper.
+        QVERIFY(::chmod(QFile::encodeName(sandboxRoot).constData(), 0755) == 0);
     }
     QVERIFY(QDir().mkpath(staged(QString())));
     handOver(m_sandbox->home());
