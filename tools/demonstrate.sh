@@ -26,59 +26,17 @@ for arg in "$@"; do
     esac
 done
 
+# shellcheck source=tools/sandbox-functions.sh
+source "$(dirname "$0")/sandbox-functions.sh"
+
 helper_bundle="$build/Tarnwick Helper.app"
 [ -x "$helper_bundle/Contents/MacOS/tarnwick-helper" ] || { echo "demonstrate.sh: no helper in $build" >&2; exit 2; }
 
-sandbox="$(mktemp -d "${TMPDIR:-/tmp}/tarnwick-demo.XXXXXX")"
-home="$sandbox/home"
-runtime="$sandbox/runtime"
-received="$sandbox/received"
-helper_pid=""
-xvfb_pid=""
+open_sandbox tarnwick-demo
 
-cleanup() {
-    [ -n "$helper_pid" ] && kill "$helper_pid" 2>/dev/null && wait "$helper_pid" 2>/dev/null
-    [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null && wait "$xvfb_pid" 2>/dev/null
-    if [ "$keep" -eq 0 ]; then rm -rf "$sandbox"; fi
-    return 0
-}
-trap cleanup EXIT
-
-say() { printf '\033[1m%s\033[0m\n' "$*"; }
 fail() { echo "demonstrate.sh: $*" >&2; [ -f "$sandbox/helper.log" ] && sed 's/^/  helper: /' "$sandbox/helper.log" >&2; exit 1; }
 
-# Waits up to $1 seconds for the command after it to succeed.
-wait_for() {
-    local seconds="$1"; shift
-    local deadline=$((SECONDS + seconds))
-    until "$@" >/dev/null 2>&1; do
-        [ "$SECONDS" -lt "$deadline" ] || return 1
-        sleep 0.2
-    done
-}
-
-# Writes an application bundle: PATH IDENTIFIER EXECUTABLE
-make_app() {
-    mkdir -p "$1/Contents/MacOS"
-    cat >"$1/Contents/Info.plist" <<PLIST
-<?xml version="1.0" encoding="UTF-8"?>
-<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0"><dict>
-<key>CFBundleIdentifier</key><string>$2</string>
-<key>CFBundleExecutable</key><string>$3</string>
-</dict></plist>
-PLIST
-}
-
-# Writes a file of N kilobytes: PATH N
-make_file() {
-    mkdir -p "$(dirname "$1")"
-    head -c "$(($2 * 1024))" /dev/urandom >"$1"
-}
-
 say "Sandbox: $sandbox"
-mkdir -p "$home" "$runtime" "$received"
-chmod 700 "$runtime"
 
 # The sample application and what it leaves in the Library.
 foo="$home/Applications/Foo.app"
@@ -98,29 +56,9 @@ make_file "$lib/Caches/com.example.Other/unrelated.db" 16
 
 # The stand-in main application, holding the helper as the product does.
 tarnwick="$home/Applications/Tarnwick.app"
-make_app "$tarnwick" com.corbelle.TarnwickS Tarnwick
-cat >"$tarnwick/Contents/MacOS/Tarnwick" <<SCRIPT
-#!/bin/sh
-# Stands in for the main application: keeps a copy of the message it is given.
-cp "\$1" "$received/message.trfortw" 2>/dev/null
-printf '%s\n' "\$1" >"$received/opened.txt"
-SCRIPT
-chmod +x "$tarnwick/Contents/MacOS/Tarnwick"
-mkdir -p "$tarnwick/Contents/Library/LoginItems"
-cp -R "$helper_bundle" "$tarnwick/Contents/Library/LoginItems/"
-helper="$tarnwick/Contents/Library/LoginItems/Tarnwick Helper.app/Contents/MacOS/tarnwick-helper"
+helper="$(make_stand_in_main_app "$tarnwick" "$helper_bundle" "$received")"
 
-# A display: the current one, else a private X server.
-if [ -z "${DISPLAY:-}" ] || ! xdpyinfo >/dev/null 2>&1; then
-    command -v Xvfb >/dev/null || fail "no display and no Xvfb (install the xvfb package)"
-    Xvfb -displayfd 5 -screen 0 1280x800x24 -nolisten tcp 5>"$sandbox/display" >"$sandbox/xvfb.log" 2>&1 &
-    xvfb_pid=$!
-    wait_for 15 test -s "$sandbox/display" || fail "Xvfb did not start"
-    number="$(tr -dc 0-9 <"$sandbox/display")"
-    export DISPLAY=":$number"
-    say "Started a private X server on $DISPLAY"
-fi
-export QT_QPA_PLATFORM=xcb
+use_a_display
 
 say "Starting the helper on the sandbox home"
 XDG_RUNTIME_DIR="$runtime" "$helper" --home "$home" >"$sandbox/helper.log" 2>&1 &
@@ -129,14 +67,9 @@ wait_for 30 grep -q "watching" "$sandbox/helper.log" || fail "the helper did not
 
 say "Moving Foo.app to the Trash"
 trash="$home/.local/share/Trash"
-mv "$foo" "$trash/files/Foo.app"
-printf '[Trash Info]\nPath=%s\nDeletionDate=%s\n' "$foo" "$(date +%Y-%m-%dT%H:%M:%S)" >"$trash/info/Foo.app.trashinfo"
+move_to_trash "$foo" "$trash"
 
-title="Tarnwick - Complete Uninstallation"
-window=""
-find_window() { window="$(xdotool search --onlyvisible --name "^$title\$" 2>/dev/null | head -n 1)"; [ -n "$window" ]; }
-wait_for 30 find_window || fail "no notification window appeared"
-find_window
+wait_for_window
 say "The notification window is up (X window $window)"
 sleep 2 # the fade-in, and the sizes arriving
 
@@ -150,15 +83,7 @@ wait_for 30 test -s "$received/opened.txt" || fail "the main application receive
 wait_for 10 test -s "$received/message.trfortw" || fail "the message file could not be read"
 
 say "The main application received $(cat "$received/opened.txt") with these paths:"
-paths="$(python3 - "$received/message.trfortw" <<'PY'
-import json, sys
-text = open(sys.argv[1], encoding="utf-8").read()
-header, _, body = text.partition("\n")
-assert header == "---=== Tarnwick Watcher Message v2 ===---", header
-for item in json.loads(body)["items"]:
-    print(item["type"].rjust(2), item.get("size", "-").rjust(9), item["path"])
-PY
-)"
+paths="$(print_message_items "$received/message.trfortw")"
 printf '%s\n' "$paths" | sed "s|$home|~|"
 
 if [ "$check" -eq 1 ]; then

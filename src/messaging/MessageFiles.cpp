@@ -2,12 +2,16 @@
 
 #include "core/WatcherSettings.h"
 #include "platform/FileAttributes.h"
+#include "platform/ScopedDescriptor.h"
 #include "platform/TemporaryDirectory.h"
 
 #include <QDateTime>
 #include <QFile>
-#include <QSaveFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
 
+#include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +20,73 @@ namespace {
 
 // Seconds between the Unix epoch and 1 January 2001 UTC.
 constexpr qint64 kReferenceDateOffset = 978307200;
+constexpr int kTemporaryNameTries = 16;
+
+// The folder, opened only when it is itself a directory (not a link to one) that is
+// private; -1 otherwise. What is checked is what was opened.
+int openPrivateFolder(const QString &folder)
+{
+    const int descriptor =
+        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0)
+        return -1;
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0 || !TemporaryDirectory::isPrivateStatus(status)) {
+        ::close(descriptor);
+        return -1;
+    }
+    return descriptor;
+}
+
+bool writeAll(int descriptor, const QByteArray &bytes)
+{
+    qsizetype written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::write(descriptor, bytes.constData() + written, std::size_t(bytes.size() - written));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return false;
+        written += count;
+    }
+    return true;
+}
+
+// A new file in the folder, named after the final name with a random suffix and
+// holding the bytes; its name, or nothing when it could not be written (and then it
+// is gone again). The runtime directory lives in memory, so nothing is synced.
+QByteArray writeTemporaryFile(int folder, const QByteArray &finalName, const QByteArray &bytes)
+{
+    for (int attempt = 0; attempt < kTemporaryNameTries; ++attempt) {
+        const QByteArray name = '.' + finalName + '.' + QByteArray::number(QRandomGenerator::system()->generate64(), 36);
+        const int file = ::openat(folder, name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (file < 0) {
+            if (errno == EEXIST)
+                continue;
+            return {};
+        }
+        const bool written = writeAll(file, bytes);
+        if (::close(file) == 0 && written)
+            return name;
+        ::unlinkat(folder, name.constData(), 0);
+        return {};
+    }
+    return {};
+}
+
+// Gives the file its final name unless something is already there. File systems
+// without RENAME_NOREPLACE get a hard link, which refuses an existing name as well.
+bool renameWithoutReplacing(int folder, const QByteArray &from, const QByteArray &to)
+{
+    if (::renameat2(folder, from.constData(), folder, to.constData(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+    if (::linkat(folder, from.constData(), folder, to.constData(), 0) != 0)
+        return false;
+    ::unlinkat(folder, from.constData(), 0);
+    return true;
+}
 
 } // namespace
 
@@ -45,23 +116,29 @@ QString MessageFiles::uniqueFileName(const QString &folder, const QString &suffi
     return name;
 }
 
-// QSaveFile writes a temporary file beside the target and renames it into place, and
-// rename() replaces whatever is at the target without following it. But QSaveFile
-// resolves a symbolic link that already sits at the target when it opens, and would
-// then write to the link's target. The name was chosen free, so anything found there
-// once the file is open was planted, and the write is abandoned. (A link planted and
-// removed again between the name check and the open is left to the folder being the
-// user's own and closed to others.)
+// The write goes through a descriptor of the folder, opened without following a link
+// and checked to be private, so that a link planted at the folder's place, or the
+// folder being swapped after it was chosen, cannot send the file elsewhere. The bytes
+// go to a new temporary file (O_CREAT | O_EXCL never follows a link), which then takes
+// the final name with RENAME_NOREPLACE: anything found at that name, a link planted
+// there included, makes the write fail and stays untouched.
 QString MessageFiles::writeNewFile(const QString &path, const QByteArray &bytes)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    const QFileInfo target(path);
+    const QByteArray name = QFile::encodeName(target.fileName());
+    if (name.isEmpty())
         return {};
-    if (FileAttributes::existsNoFollow(path) || file.write(bytes) != bytes.size()) {
-        file.cancelWriting();
+    const ScopedDescriptor folder(openPrivateFolder(target.path()));
+    if (folder.get() < 0)
+        return {};
+    const QByteArray temporary = writeTemporaryFile(folder.get(), name, bytes);
+    if (temporary.isEmpty())
+        return {};
+    if (!renameWithoutReplacing(folder.get(), temporary, name)) {
+        ::unlinkat(folder.get(), temporary.constData(), 0);
         return {};
     }
-    return file.commit() ? path : QString();
+    return path;
 }
 
 std::optional<QByteArray> MessageFiles::readFile(const QString &path)

@@ -29,7 +29,9 @@ public:
     static QString uniqueFileName(const QString &folder, const QString &suffix, std::atomic<quint64> &counter);
 
     // Creates the file with the bytes atomically (a temporary file renamed into place);
-    // the path, or a null string when the write fails or something appeared at the path.
+    // the path, or a null string when the write fails, the folder is not private (or
+    // is a symbolic link) or something, a symbolic link included, is at the path.
+    // Nothing is ever written through a link.
     static QString writeNewFile(const QString &path, const QByteArray &bytes);
     // The content of a regular file of at most kMaxFileSize bytes; nothing for anything
     // else. Special files (a FIFO, a device) are refused without blocking on them.

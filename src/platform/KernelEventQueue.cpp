@@ -1,6 +1,7 @@
 #include "KernelEventQueue.h"
 
 #include "FileAttributes.h"
+#include "ScopedDescriptor.h"
 
 #include <QFile>
 #include <QLoggingCategory>
@@ -51,25 +52,6 @@ constexpr std::array kTranslations{
     Translation{IN_MOVED_TO, KernelEventQueue::NoteWrite | KernelEventQueue::NoteExtend},
     Translation{IN_DELETE, KernelEventQueue::NoteWrite},
     Translation{IN_MOVED_FROM, KernelEventQueue::NoteWrite},
-};
-
-// Closes a descriptor unless released; keeps create() free of leaks on every return.
-class ScopedDescriptor
-{
-public:
-    explicit ScopedDescriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~ScopedDescriptor()
-    {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-    ScopedDescriptor(const ScopedDescriptor &) = delete;
-    ScopedDescriptor &operator=(const ScopedDescriptor &) = delete;
-    int get() const { return m_descriptor; }
-    int release() { return std::exchange(m_descriptor, -1); }
-
-private:
-    int m_descriptor;
 };
 
 void warnAboutFailure(const char *what, int error, const char *limit)

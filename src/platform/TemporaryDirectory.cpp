@@ -22,8 +22,11 @@ QString TemporaryDirectory::path()
 bool TemporaryDirectory::isPrivateFolder(const QString &path)
 {
     struct stat status {};
-    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
-        return false;
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 && isPrivateStatus(status);
+}
+
+bool TemporaryDirectory::isPrivateStatus(const struct stat &status)
+{
     return S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 

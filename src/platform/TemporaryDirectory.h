@@ -2,6 +2,8 @@
 
 #include <QString>
 
+struct stat;
+
 // The per-user temporary directory: the user's runtime directory ($XDG_RUNTIME_DIR,
 // or the private 0700 folder Qt makes in its place). Never a folder others can write.
 class TemporaryDirectory
@@ -15,4 +17,6 @@ public:
     static QString privateFolder(const QString &name);
     // Whether an existing folder is one the helper may trust with its files.
     static bool isPrivateFolder(const QString &path);
+    // The same test on a status already read (lstat, or fstat of an open folder).
+    static bool isPrivateStatus(const struct stat &status);
 };

@@ -63,11 +63,18 @@ void SpotlightEasySearch::startQuery(const QString &format, const QStringList &f
     }
 }
 
+// The time-out holds the search weakly: the registry keeps it alive while it runs, and
+// a search that ended early is released at once with its query and the query's
+// thread, instead of lingering until the limit (a burst of trashed applications
+// would otherwise keep a thread per application for the whole search limit).
 void SpotlightEasySearch::armTimeOut()
 {
     const auto limit = std::chrono::duration<double>(qMax(m_maxWaitTime, 0.0));
     const auto delay = std::chrono::ceil<std::chrono::milliseconds>(limit);
-    MainThread::after(delay, nullptr, [self = shared_from_this()] { self->stopQuery(); });
+    MainThread::after(delay, nullptr, [search = weak_from_this()] {
+        if (const auto self = search.lock())
+            self->stopQuery();
+    });
 }
 
 void SpotlightEasySearch::stopQuery()

@@ -22,6 +22,12 @@ class FileItem;
 // therefore reported twice. Entries present when the watcher starts are never
 // reported, and neither are removals.
 //
+// When the directory leaves its place (deleted, or renamed away), the watcher follows
+// the nearest folder above it that still exists until the directory is back, then
+// watches it again and reads it as after any change: what arrived in the meantime is
+// reported, what it held before is not (a deleted directory held nothing any more).
+// A directory missing when the watcher starts is not waited for.
+//
 // Threads: main thread only. Ownership: owns its tree and its kernel-event queue;
 // the delegate is not owned and must outlive the watcher (typically it owns it).
 // Destroying the watcher cancels its pending refresh and folder searches.
@@ -56,11 +62,20 @@ public:
     void onRemovedFileItem(FileItem *item, FileItem *parent) override;
     FileItem *getFileItemParent() override { return nullptr; }
 
+    // The folder watched while the directory is away; null while it is in place.
+    QString getFollowedAncestor() const { return m_sFollowedAncestor; }
+
 private:
+    void onDirectoryGone(bool deleted);
+    void followReappearance(bool rewatch);
+    void resumeWatching();
+    void forgetContents();
+
     const QString m_sPath;
     std::unique_ptr<FileItem> m_pPathTree;
     std::unique_ptr<::VDKQueue> m_pVDKQueue;
     DirectoryWatcherDelegate *m_pDelegate = nullptr;
     bool m_bIsWatching = false;
+    QString m_sFollowedAncestor;
     RestartableTimer m_refreshTimer;
 };

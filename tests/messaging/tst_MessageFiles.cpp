@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <sys/stat.h>
+#include <unistd.h>
 
 class tst_MessageFiles : public QObject
 {
@@ -18,6 +19,7 @@ private Q_SLOTS:
     void writesNewFilesOnly();
     void readsOnlySmallRegularFiles();
     void refusesAFolderThatIsALink();
+    void writesOnlyIntoAFolderItTrusts();
 
 private:
     std::unique_ptr<TestSandbox> m_sandbox;
@@ -40,7 +42,8 @@ void tst_MessageFiles::namesCountUpFromOne()
     QVERIFY(MessageFiles::secondsSinceReferenceDate() > 725846400);
 }
 
-// QSaveFile would write through a link that sits at the target when it opens.
+// A link planted at the chosen name is neither followed nor replaced: the write is
+// refused and the link and its target stay as they were.
 void tst_MessageFiles::writesNewFilesOnly()
 {
     const QString folder = MessageFiles::folder();
@@ -58,6 +61,12 @@ void tst_MessageFiles::writesNewFilesOnly()
     QVERIFY(MessageFiles::writeNewFile(folder + QStringLiteral("/to-nothing.msg"), "planted").isNull());
     QCOMPARE(QFileInfo(victim).size(), 3);
     QVERIFY(!FileAttributes::existsNoFollow(dangling));
+    QVERIFY(QFileInfo(folder + QStringLiteral("/to-victim.msg")).isSymLink());
+    QVERIFY(QFileInfo(folder + QStringLiteral("/to-nothing.msg")).isSymLink());
+    // A file already there is not replaced either.
+    QVERIFY(MessageFiles::writeNewFile(written, "again").isNull());
+    QVERIFY(file.seek(0));
+    QCOMPARE(file.readAll(), QByteArray("content"));
     // No temporary files are left behind.
     QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::System | QDir::Hidden).size(), 3);
 }
@@ -89,6 +98,34 @@ void tst_MessageFiles::refusesAFolderThatIsALink()
     const QString refused = MessageFiles::folder();
     QVERIFY(QFile::remove(folder) && QDir().rename(moved, folder));
     QVERIFY(refused.isNull());
+}
+
+// The folder is opened without following a link and checked once open, so that it
+// cannot be swapped for a link, or for a folder others control, after it was chosen.
+void tst_MessageFiles::writesOnlyIntoAFolderItTrusts()
+{
+    const QString folder = MessageFiles::folder();
+    const QString link = m_sandbox->runtimeDirectory() + QStringLiteral("/link-to-folder");
+    QVERIFY(QFile::link(folder, link));
+    QVERIFY(MessageFiles::writeNewFile(link + QStringLiteral("/through-link.msg"), "x").isNull());
+    QVERIFY(!QFileInfo::exists(folder + QStringLiteral("/through-link.msg")));
+
+    const QString open = m_sandbox->path(QStringLiteral("open-folder"));
+    QVERIFY(QDir().mkpath(open));
+    QCOMPARE(::chmod(QFile::encodeName(open).constData(), 0777), 0);
+    QVERIFY(MessageFiles::writeNewFile(open + QStringLiteral("/in-open.msg"), "x").isNull());
+    QCOMPARE(::chmod(QFile::encodeName(open).constData(), 0730), 0);
+    QVERIFY(MessageFiles::writeNewFile(open + QStringLiteral("/in-group-writable.msg"), "x").isNull());
+    QVERIFY(QDir(open).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
+
+    if (::geteuid() != 0)
+        QSKIP("giving a folder to another user needs root");
+    const QString foreign = m_sandbox->path(QStringLiteral("foreign-folder"));
+    QVERIFY(QDir().mkpath(foreign));
+    QCOMPARE(::chmod(QFile::encodeName(foreign).constData(), 0700), 0);
+    QCOMPARE(::chown(QFile::encodeName(foreign).constData(), 65534, 65534), 0);
+    QVERIFY(MessageFiles::writeNewFile(foreign + QStringLiteral("/in-foreign.msg"), "x").isNull());
+    QVERIFY(QDir(foreign).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
 }
 
 QTEST_GUILESS_MAIN(tst_MessageFiles)

@@ -7,6 +7,7 @@
 #include <QTest>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 class tst_TemporaryDirectory : public QObject
 {
@@ -61,6 +62,19 @@ void tst_TemporaryDirectory::refusesFoldersOthersControl()
 
     TestSandbox::makeFile(m_sandbox->runtimeDirectory() + QStringLiteral("/plain-file"));
     QVERIFY(TemporaryDirectory::privateFolder(QStringLiteral("plain-file")).isNull());
+
+    const QString groupWritable = m_sandbox->runtimeDirectory() + QStringLiteral("/group");
+    QVERIFY(QDir().mkpath(groupWritable));
+    QVERIFY(::chmod(QFile::encodeName(groupWritable).constData(), 0770) == 0);
+    QVERIFY(TemporaryDirectory::privateFolder(QStringLiteral("group")).isNull());
+
+    if (::geteuid() != 0)
+        QSKIP("giving a folder to another user needs root");
+    const QString foreign = m_sandbox->runtimeDirectory() + QStringLiteral("/foreign");
+    QVERIFY(QDir().mkpath(foreign));
+    QVERIFY(::chmod(QFile::encodeName(foreign).constData(), 0700) == 0);
+    QVERIFY(::chown(QFile::encodeName(foreign).constData(), 65534, 65534) == 0);
+    QVERIFY(TemporaryDirectory::privateFolder(QStringLiteral("foreign")).isNull());
 }
 
 void tst_TemporaryDirectory::createsAMissingTrashPrivately()

@@ -41,6 +41,9 @@ private Q_SLOTS:
     void staysSilentOnRemovals();
     void findsItsNodesByPath();
     void idlesOnAMissingDirectory();
+    void followsTheDirectoryDeletedAndMadeAgain();
+    void followsDownAsFoldersAboveAreMadeAgain();
+    void keepsWhatARenamedDirectoryHeld();
 
 private:
     // Builds the item in a staging folder, then moves it in with one rename, as a
@@ -237,6 +240,83 @@ void tst_DirectoryWatcher::idlesOnAMissingDirectory()
     watcher.updateDirContent();
     watcher.checkFolderForAppsWithPath(missing);
     QVERIFY(recorder.reported.isEmpty());
+}
+
+// Applications moved in as soon as the directory exists again are reported, and so is
+// one named like an entry the deleted directory held.
+void tst_DirectoryWatcher::followsTheDirectoryDeletedAndMadeAgain()
+{
+    TestSandbox::makeApp(m_folder + QStringLiteral("/Present.app"), {});
+    DirectoryWatcher watcher(m_folder);
+    Recorder recorder(m_folder);
+    watcher.setDelegate(&recorder);
+
+    QVERIFY(QDir(m_folder).removeRecursively());
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), m_sandbox->home(), 5000);
+    QVERIFY(QDir().mkpath(m_folder));
+    moveInApp(QStringLiteral("Present.app"));
+    moveInApp(QStringLiteral("New.app"));
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 2, 5000);
+    QVERIFY(watcher.getFollowedAncestor().isNull());
+    QVERIFY(recorder.reported.contains(QStringLiteral("Present.app")) && recorder.reported.contains(QStringLiteral("New.app")));
+
+    // Deleted and made again before the watcher heard of it: the same.
+    QVERIFY(QDir(m_folder).removeRecursively());
+    QVERIFY(QDir().mkpath(m_folder));
+    moveInApp(QStringLiteral("Quick.app"));
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 3, 5000);
+    QCOMPARE(recorder.reported.last(), QStringLiteral("Quick.app"));
+    moveInApp(QStringLiteral("Sentinel.app"));
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 4, 5000);
+    QCOMPARE(recorder.reported.last(), QStringLiteral("Sentinel.app"));
+}
+
+// As a whole Trash (Trash/files) deleted and made again with mkdir -p: the watcher
+// waits in the nearest folder that exists and moves down as the folders come back.
+void tst_DirectoryWatcher::followsDownAsFoldersAboveAreMadeAgain()
+{
+    const QString base = m_sandbox->path(QStringLiteral("nest-%1").arg(m_round));
+    const QString trash = base + QStringLiteral("/Trash");
+    m_folder = trash + QStringLiteral("/files");
+    QVERIFY(QDir().mkpath(m_folder));
+    DirectoryWatcher watcher(m_folder);
+    Recorder recorder(m_folder);
+    watcher.setDelegate(&recorder);
+
+    QVERIFY(QDir(trash).removeRecursively());
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), base, 5000);
+    QVERIFY(QDir().mkdir(trash));
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), trash, 5000);
+    QVERIFY(QDir().mkdir(m_folder));
+    moveInApp(QStringLiteral("Back.app"));
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported, QStringList{QStringLiteral("Back.app")}, 5000);
+
+    QVERIFY(QDir(trash).removeRecursively());
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), base, 5000);
+    QVERIFY(QDir().mkpath(m_folder));
+    moveInApp(QStringLiteral("Again.app"));
+    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported, (QStringList{QStringLiteral("Back.app"), QStringLiteral("Again.app")}), 5000);
+}
+
+// A directory renamed away and back brings its entries with it: they are not new.
+void tst_DirectoryWatcher::keepsWhatARenamedDirectoryHeld()
+{
+    TestSandbox::makeApp(m_folder + QStringLiteral("/Present.app"), {});
+    DirectoryWatcher watcher(m_folder);
+    Recorder recorder(m_folder);
+    watcher.setDelegate(&recorder);
+    const QString away = m_folder + QStringLiteral("-away");
+
+    QVERIFY(QDir().rename(m_folder, away));
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), m_sandbox->home(), 5000);
+    // What arrived while the folder was away is new to the watcher.
+    TestSandbox::makeApp(away + QStringLiteral("/Elsewhere.app"), {});
+    QVERIFY(QDir().rename(away, m_folder));
+    QTRY_VERIFY_WITH_TIMEOUT(watcher.getFollowedAncestor().isNull(), 5000);
+    moveInApp(QStringLiteral("Sentinel.app"));
+    QTRY_VERIFY_WITH_TIMEOUT(recorder.reported.contains(QStringLiteral("Sentinel.app")), 5000);
+    QCOMPARE(recorder.reported.count(QStringLiteral("Present.app")), 0);
+    QCOMPARE(recorder.reported.count(QStringLiteral("Elsewhere.app")), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_DirectoryWatcher)

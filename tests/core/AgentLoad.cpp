@@ -1,0 +1,178 @@
+#include "AgentLoad.h"
+
+#include "TestSandbox.h"
+#include "messaging/FileMessage.h"
+#include "notification/RichNotificationWC.h"
+#include "platform/Bundle.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+#include <QTest>
+
+#include <chrono>
+
+namespace {
+
+const QString kSentinelPrefix = QStringLiteral("Sentinel");
+
+int gatheredBundles(const RichNotificationWC &window)
+{
+    QSet<QString> bundles;
+    for (const PathForRemove &path : window.gatheredPaths()) {
+        if (path.type() == 0)
+            bundles.insert(path.path());
+    }
+    return int(bundles.size());
+}
+
+} // namespace
+
+// Counts each report, then lets the agent handle it as usual.
+class AgentLoad::CountingDelegate : public AppDelegate
+{
+public:
+    explicit CountingDelegate(QHash<QString, int> &reports) : m_reports(reports) {}
+    void onAppMovedToTrash(const Bundle &bundle) override
+    {
+        ++m_reports[bundle.bundlePath()];
+        AppDelegate::onAppMovedToTrash(bundle);
+    }
+
+private:
+    QHash<QString, int> &m_reports;
+};
+
+AgentLoad::AgentLoad(const TestSandbox &sandbox)
+    : m_sandbox(sandbox)
+    , m_delegate(std::make_unique<CountingDelegate>(m_reports))
+{
+    m_delegate->applicationDidFinishLaunching();
+    RichNotificationWC *window = m_delegate->notificationController();
+    // The window stays up however long a burst takes: the focus-loss rule never sees
+    // the grace pass.
+    const auto shownAt = std::chrono::steady_clock::now();
+    window->setClock([shownAt] { return shownAt; });
+    // A notification is shown again for every application it gathers; a gathering
+    // begins with the first.
+    QObject::connect(window, &RichNotificationWC::notificationShown, window, [this, window] {
+        if (window->otherAppCount() == 0)
+            ++m_shown;
+    });
+    // The main application's exclusion that keeps the sentinels out of the window.
+    const QString command =
+        FileMessage::CreateMessageForHelperToExcludeRemovedPaths({QStringLiteral("/Applications/") + kSentinelPrefix + QStringLiteral(".app")})
+            .saveToFile();
+    m_delegate->application(nullptr, command);
+}
+
+AgentLoad::~AgentLoad() = default;
+
+AppDelegate &AgentLoad::delegate()
+{
+    return *m_delegate;
+}
+
+QString AgentLoad::makeApp(const QString &folder, const QString &name) const
+{
+    const QString path = m_sandbox.path(folder + QLatin1Char('/') + name + QStringLiteral(".app"));
+    const QString identifier = QStringLiteral("com.example.load.") + name;
+    TestSandbox::makeApp(path, identifier, name);
+    TestSandbox::makeFile(path + QStringLiteral("/Contents/MacOS/") + name, 4096);
+    TestSandbox::makeFile(m_sandbox.path(QStringLiteral("Library/Caches/") + identifier + QStringLiteral("/cache.db")), 1024);
+    return path;
+}
+
+QString AgentLoad::moveToTrash(const QString &path) const
+{
+    // As a file manager does, the Trash folders are made again when they are missing.
+    const QString trashed = m_sandbox.trash() + QLatin1Char('/') + QFileInfo(path).fileName();
+    return QDir().rename(path, trashed) ? trashed : QString();
+}
+
+bool AgentLoad::waitForReport(const QString &trashedPath, int timeoutMs) const
+{
+    return !trashedPath.isNull() && QTest::qWaitFor([&] { return m_reports.value(trashedPath) > 0; }, timeoutMs);
+}
+
+AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
+{
+    const int number = ++m_bursts;
+    const QString staging = QStringLiteral("Downloads/burst-%1").arg(number);
+    QStringList built;
+    for (int i = 0; i < size; ++i)
+        built << makeApp(staging, QStringLiteral("App%1x%2").arg(number).arg(i));
+    const QString sentinel = makeApp(staging, kSentinelPrefix + QString::number(number));
+
+    RichNotificationWC *window = m_delegate->notificationController();
+    const int shownBefore = m_shown;
+    Burst burst;
+    QStringList trashed;
+    QElapsedTimer clock;
+    clock.start();
+    for (const QString &path : std::as_const(built)) {
+        trashed << moveToTrash(path);
+        burst.moved += trashed.constLast().isNull() ? 0 : 1;
+    }
+    burst.complete = QTest::qWaitFor([&] { return window->isActive() && gatheredBundles(*window) == burst.moved; }, timeoutMs);
+    burst.milliseconds = clock.elapsed();
+    burst.complete = waitForReport(moveToTrash(sentinel), timeoutMs) && burst.complete;
+
+    burst.gathered = gatheredBundles(*window);
+    burst.gatherings = m_shown - shownBefore;
+    for (const QString &path : std::as_const(trashed)) {
+        const int reports = m_reports.value(path);
+        burst.reported += reports > 0 ? 1 : 0;
+        burst.extraReports += reports > 1 ? reports - 1 : 0;
+    }
+    if (window->isActive())
+        window->closeButton()->click();
+    return burst;
+}
+
+bool AgentLoad::isShownWhenTrashed(const QString &name, int timeoutMs)
+{
+    RichNotificationWC *window = m_delegate->notificationController();
+    if (window->isActive())
+        window->closeButton()->click();
+    const QString trashed = moveToTrash(makeApp(QStringLiteral("Downloads/single"), name));
+    const bool shown = waitForReport(trashed, timeoutMs) &&
+                       QTest::qWaitFor([&] { return window->isActive() && gatheredBundles(*window) == 1; }, timeoutMs);
+    if (window->isActive())
+        window->closeButton()->click();
+    return shown;
+}
+
+qint64 AgentLoad::residentKilobytes()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    // Files of /proc have no size, so the whole text is read rather than line by line.
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLongLong();
+    }
+    return -1;
+}
+
+namespace {
+
+int entriesOf(const QString &folder)
+{
+    return int(QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
+}
+
+} // namespace
+
+int AgentLoad::openDescriptors()
+{
+    return entriesOf(QStringLiteral("/proc/self/fd"));
+}
+
+int AgentLoad::threadCount()
+{
+    return entriesOf(QStringLiteral("/proc/self/task"));
+}
