@@ -16,18 +16,6 @@
 
 #include <set>
 
-namespace {
-
-// The last path component without its extension: /Applications/Foo Bar.app gives Foo Bar.
-QString nameWithoutExtension(const QString &path)
-{
-    const QString name = StringFileManager::getDisplayNameAtPath(path);
-    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
-    return dot > 0 ? name.left(dot) : name;
-}
-
-} // namespace
-
 AppDelegate::AppDelegate() = default;
 
 AppDelegate::~AppDelegate() = default;
@@ -80,7 +68,7 @@ void AppDelegate::processOpenFileWithPath(const QString &path)
         return;
     Excluders grown = excluders();
     for (const QString &excluded : paths)
-        grown.push_back(std::make_shared<NameExcluder>(nameWithoutExtension(excluded)));
+        grown.push_back(std::make_shared<NameExcluder>(StringFileManager::getDisplayNameWithoutExtension(excluded)));
     setExcluders(std::move(grown));
 }
 

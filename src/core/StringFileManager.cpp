@@ -23,6 +23,13 @@ QString StringFileManager::getDisplayNameAtPath(const QString &path)
     return slash < 0 || trimmed.size() == 1 ? trimmed : trimmed.mid(slash + 1);
 }
 
+QString StringFileManager::getDisplayNameWithoutExtension(const QString &path)
+{
+    const QString name = getDisplayNameAtPath(path);
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    return dot > 0 ? name.left(dot) : name;
+}
+
 QString StringFileManager::getNameForCopiedFile(const QString &name, const QString &folder)
 {
     if (!isTaken(folder, name))

@@ -55,13 +55,6 @@ QIcon iconNamed(const QString &name)
     return QIcon(QPixmap::fromImage(ImageLibrary::imageNamed(name)));
 }
 
-// "Foo.app" -> "Foo"; a leading dot starts a name, not an extension.
-QString withoutPathExtension(const QString &name)
-{
-    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
-    return dot > 0 ? name.left(dot) : name;
-}
-
 } // namespace
 
 std::unique_ptr<RichNotificationWC> RichNotificationWC::create()
@@ -121,7 +114,7 @@ void RichNotificationWC::gatherApp(const Bundle &bundle, const QString &bundleId
     } else {
         m_bIsActive = true;
         m_pShowDate = m_clock();
-        m_sMainAppName = withoutPathExtension(StringFileManager::getDisplayNameAtPath(bundle.bundlePath()));
+        m_sMainAppName = StringFileManager::getDisplayNameWithoutExtension(bundle.bundlePath());
         m_nOtheAppCount = 0;
     }
     qCDebug(lcNotification) << "gathered" << bundle.bundlePath() << "others:" << m_nOtheAppCount;
