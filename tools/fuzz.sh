@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Runs every libFuzzer target of tests/fuzz for SECONDS each (or only the targets
+# named), one after another, on a copy of its seed corpus, and prints per target the
+# executions, the rate, the new corpus entries and the findings (crashes, leaks,
+# timeouts, out-of-memory), with the files that reproduce them. Exits non-zero when
+# anything was found or a target could not run.
+#
+#   tools/fuzz.sh SECONDS [TARGET...]
+#
+# The fuzz build lives in build-fuzz (TW_FUZZ_BUILD overrides it); it is configured
+# with clang and built here when needed. TW_FUZZ_ARGS adds libFuzzer options, and
+# TW_FUZZ_KEEP=1 keeps the work folder (grown corpora, logs) even without findings.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+seconds="${1:?usage: tools/fuzz.sh SECONDS [TARGET...]}"
+shift
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=(FileMessage WatcherMessage Bundle AtributikaBridge ColorExtra)
+build="${TW_FUZZ_BUILD:-$root/build-fuzz}"
+
+# Longest input per target: far above every real file of its kind, small enough to
+# keep the rate up.
+declare -A max_len=([FileMessage]=8192 [WatcherMessage]=8192 [Bundle]=8192 [AtributikaBridge]=4096
+                    [ColorExtra]=64)
+declare -A dictionary=([FileMessage]=plist [Bundle]=plist [WatcherMessage]=WatcherMessage
+                       [AtributikaBridge]=AtributikaBridge)
+
+if [ ! -f "$build/build.ninja" ]; then
+    CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DTW_BUILD_FUZZERS=ON -DTW_BUILD_TESTS=OFF -DTW_BUILD_BENCH=OFF >/dev/null
+fi
+nice -n 19 cmake --build "$build" --target fuzzers --parallel 2 >/dev/null
+
+work="$(mktemp -d "${TMPDIR:-/tmp}/tw-fuzz.XXXXXX")"
+export ASAN_OPTIONS="detect_leaks=1"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+export LSAN_OPTIONS="suppressions=$root/tools/lsan.supp"
+export QT_QPA_PLATFORM=offscreen
+
+# The value of a "stat::NAME: VALUE" line of libFuzzer's final statistics.
+stat() { sed -n "s/^stat::$1: *//p" "$2" | tail -1; }
+
+failed=0
+printf '%-18s %12s %10s %8s  %s\n' target executions "exec/s" "new" findings
+for target in "${targets[@]}"; do
+    binary="$build/fuzz/fuzz_$target"
+    dir="$work/$target"
+    mkdir -p "$dir/corpus" "$dir/artifacts"
+    cp -r "$root/tests/fuzz/corpus/$target/." "$dir/corpus/"
+    seeds=$(find "$dir/corpus" -type f | wc -l)
+    options=(-max_total_time="$seconds" -max_len="${max_len[$target]:-4096}" -timeout=10 -rss_limit_mb=2048
+             -print_final_stats=1 -artifact_prefix="$dir/artifacts/")
+    [ -z "${dictionary[$target]:-}" ] || options+=(-dict="$root/tests/fuzz/dict/${dictionary[$target]}.dict")
+    status=0
+    # shellcheck disable=SC2086 # TW_FUZZ_ARGS holds several options
+    nice -n 19 "$binary" "${options[@]}" ${TW_FUZZ_ARGS:-} "$dir/corpus" >"$dir/log" 2>&1 || status=$?
+    grown=$(( $(find "$dir/corpus" -type f | wc -l) - seeds ))
+    findings=$(find "$dir/artifacts" -type f | sort)
+    summary="none"
+    if [ -n "$findings" ]; then
+        summary="$(echo "$findings" | tr '\n' ' ')(log: $dir/log)"
+        failed=1
+    elif [ "$status" -ne 0 ]; then
+        summary="fuzzer exited with $status (log: $dir/log)"
+        failed=1
+    fi
+    printf '%-18s %12s %10s %8s  %s\n' "$target" "$(stat number_of_executed_units "$dir/log")" \
+        "$(stat average_exec_per_sec "$dir/log")" "$grown" "$summary"
+done
+
+if [ "$failed" -eq 0 ] && [ -z "${TW_FUZZ_KEEP:-}" ]; then
+    rm -rf "$work"
+else
+    echo "work folder: $work"
+fi
+exit "$failed"
