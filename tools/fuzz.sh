@@ -41,6 +41,8 @@ export QT_QPA_PLATFORM=offscreen
 stat() { sed -n "s/^stat::$1: *//p" "$2" | tail -1; }
 
 failed=0
+passed_targets=0
+failed_targets=0
 printf '%-18s %12s %10s %8s  %s\n' target executions "exec/s" "new" findings
 for target in "${targets[@]}"; do
     binary="$build/fuzz/fuzz_$target"
@@ -59,9 +61,13 @@ for target in "${targets[@]}"; do
     summary="none"
     if [ -n "$findings" ]; then
         summary="$(echo "$findings" | tr '\n' ' ')(log: $dir/log)"
-        failed=1
     elif [ "$status" -ne 0 ]; then
         summary="fuzzer exited with $status (log: $dir/log)"
+    fi
+    if [ "$summary" = none ]; then
+        passed_targets=$((passed_targets + 1))
+    else
+        failed_targets=$((failed_targets + 1))
         failed=1
     fi
     printf '%-18s %12s %10s %8s  %s\n' "$target" "$(stat number_of_executed_units "$dir/log")" \
@@ -73,4 +79,5 @@ if [ "$failed" -eq 0 ] && [ -z "${TW_FUZZ_KEEP:-}" ]; then
 else
     echo "work folder: $work"
 fi
+echo "fuzz: $passed_targets passed, $failed_targets failed"
 exit "$failed"
