@@ -8,8 +8,10 @@
 #   tools/fuzz.sh SECONDS [TARGET...]
 #
 # The fuzz build lives in build-fuzz (TW_FUZZ_BUILD overrides it); it is configured
-# with clang and built here when needed. TW_FUZZ_ARGS adds libFuzzer options, and
-# TW_FUZZ_KEEP=1 keeps the work folder (grown corpora, logs) even without findings.
+# with clang and built here when needed. The targets need no display and no GUI
+# application. TW_FUZZ_ARGS adds libFuzzer options (e.g. -runs=10000000 with a large
+# SECONDS for a campaign), and TW_FUZZ_KEEP=1 keeps the work folder (grown corpora,
+# logs) even without findings.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 seconds="${1:?usage: tools/fuzz.sh SECONDS [TARGET...]}"
@@ -35,7 +37,6 @@ work="$(mktemp -d "${TMPDIR:-/tmp}/tw-fuzz.XXXXXX")"
 export ASAN_OPTIONS="detect_leaks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export LSAN_OPTIONS="suppressions=$root/tools/lsan.supp"
-export QT_QPA_PLATFORM=offscreen
 
 # The value of a "stat::NAME: VALUE" line of libFuzzer's final statistics.
 stat() { sed -n "s/^stat::$1: *//p" "$2" | tail -1; }
