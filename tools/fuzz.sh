@@ -20,9 +20,11 @@ targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(FileMessage WatcherMessage Bundle AtributikaBridge ColorExtra)
 build="${TW_FUZZ_BUILD:-$root/build-fuzz}"
 
-# Longest input per target: far above every real file of its kind, small enough to
-# keep the rate up.
-declare -A max_len=([FileMessage]=8192 [WatcherMessage]=8192 [Bundle]=8192 [AtributikaBridge]=4096
+# Longest input per target: above the real inputs of its kind (a description with
+# the longest file name is under 1 KB, a command file with a few paths under 1 KB, an
+# Info.plist a few KB) and small enough to keep the rate up; the parsers' handling of
+# each element does not change with the length.
+declare -A max_len=([FileMessage]=8192 [WatcherMessage]=4096 [Bundle]=8192 [AtributikaBridge]=1024
                     [ColorExtra]=64)
 declare -A dictionary=([FileMessage]=plist [Bundle]=plist [WatcherMessage]=WatcherMessage
                        [AtributikaBridge]=AtributikaBridge)
