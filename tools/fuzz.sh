@@ -29,11 +29,13 @@ declare -A max_len=([FileMessage]=8192 [WatcherMessage]=4096 [Bundle]=8192 [Atri
 declare -A dictionary=([FileMessage]=plist [Bundle]=plist [WatcherMessage]=WatcherMessage
                        [AtributikaBridge]=AtributikaBridge)
 
+# shellcheck source=tools/quietly.sh
+source "$root/tools/quietly.sh"
 if [ ! -f "$build/build.ninja" ]; then
-    CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-        -DTW_BUILD_FUZZERS=ON -DTW_BUILD_TESTS=OFF -DTW_BUILD_BENCH=OFF >/dev/null
+    CC=clang CXX=clang++ quietly cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DTW_BUILD_FUZZERS=ON -DTW_BUILD_TESTS=OFF -DTW_BUILD_BENCH=OFF
 fi
-nice -n 19 cmake --build "$build" --target fuzzers --parallel 2 >/dev/null
+quietly nice -n 19 cmake --build "$build" --target fuzzers --parallel 2
 
 work="$(mktemp -d "${TMPDIR:-/tmp}/tw-fuzz.XXXXXX")"
 # Short allocation stacks: recording 30 frames for every allocation halves the rate

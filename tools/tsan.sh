@@ -17,11 +17,12 @@ tests=(tst_SerialQueue tst_MetadataIndexQuery tst_KernelEventQueue tst_VDKQueue 
        tst_AppsInTrashWatcher tst_ObjectsProcessor tst_SafeCollector tst_SimpleSizeCalculation
        tst_SimpleRemainsInfo tst_SpotlightEasySearch tst_StartStopTrigger tst_ColorExtra)
 
+# shellcheck source=tools/quietly.sh
+source "$root/tools/quietly.sh"
 if [ ! -f "$build/build.ninja" ]; then
-    cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTW_SANITIZERS=thread \
-        -DTW_BUILD_BENCH=OFF >/dev/null
+    quietly cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTW_SANITIZERS=thread -DTW_BUILD_BENCH=OFF
 fi
-nice -n 19 cmake --build "$build" --parallel 2 --target "${tests[@]}" >/dev/null
+quietly nice -n 19 cmake --build "$build" --parallel 2 --target "${tests[@]}"
 
 export TSAN_OPTIONS="suppressions=$root/tools/tsan.supp:second_deadlock_stack=1:history_size=4"
 pattern="^($(IFS='|'; echo "${tests[*]}"))\$"
