@@ -13,7 +13,7 @@ set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 repeats="${1:-5}"
 build="${TW_TSAN_BUILD:-$root/build-tsan}"
-tests=(tst_SerialQueue tst_MetadataIndexQuery tst_KernelEventQueue tst_VDKQueue tst_DirectoryWatcher
+tests=(tst_MainThread tst_SerialQueue tst_MetadataIndexQuery tst_KernelEventQueue tst_VDKQueue tst_DirectoryWatcher
        tst_AppsInTrashWatcher tst_ObjectsProcessor tst_SafeCollector tst_SimpleSizeCalculation
        tst_SimpleRemainsInfo tst_SpotlightEasySearch tst_StartStopTrigger tst_ColorExtra)
 
