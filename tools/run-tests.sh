@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian 12 machine, builds the helper with AddressSanitizer and
-# UndefinedBehaviorSanitizer, and runs every test.
+# UndefinedBehaviorSanitizer, runs every test, then runs the threaded tests under
+# ThreadSanitizer (tools/tsan.sh) and gives each fuzz target a short pass
+# (tools/fuzz.sh); each of those has a build of its own.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/tools/install-dependencies.sh"
@@ -11,3 +13,5 @@ export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export LSAN_OPTIONS="suppressions=$root/tools/lsan.supp"
 ctest --test-dir "$build" --output-on-failure --parallel 2
+"$root/tools/tsan.sh" 3
+"$root/tools/fuzz.sh" 30

@@ -15,14 +15,19 @@ namespace {
 std::mutex g_mainLock;
 QString g_mainBundlePath;
 
+// The information dictionary a read property list gives: only a dictionary counts.
+QVariantMap infoDictionaryOf(const std::optional<QVariant> &value)
+{
+    return value && value->metaType().id() == QMetaType::QVariantMap ? value->toMap() : QVariantMap();
+}
+
 QVariantMap readInfoDictionary(const QString &bundlePath)
 {
     for (const char *relative : {"Contents/Info.plist", "Info.plist"}) {
         const QString candidate = bundlePath + QLatin1Char('/') + QLatin1String(relative);
         if (!FileAttributes::exists(candidate))
             continue;
-        const auto value = PropertyList::fromFile(candidate);
-        return value && value->metaType().id() == QMetaType::QVariantMap ? value->toMap() : QVariantMap();
+        return infoDictionaryOf(PropertyList::fromFile(candidate));
     }
     return {};
 }
@@ -53,6 +58,11 @@ std::optional<Bundle> Bundle::bundleWithPath(const QString &path)
     if (path.isEmpty() || !FileAttributes::isDirectory(path))
         return std::nullopt;
     return Bundle(path, readInfoDictionary(path));
+}
+
+Bundle Bundle::bundleWithInfoData(const QString &path, const QByteArray &infoPlist)
+{
+    return Bundle(path, infoDictionaryOf(PropertyList::fromData(infoPlist)));
 }
 
 QString Bundle::mainBundlePath()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QVariantMap>
 
@@ -16,6 +17,9 @@ public:
     // A bundle for an existing directory; nullopt otherwise. A directory without a
     // readable information dictionary is still a bundle, with no identifier.
     static std::optional<Bundle> bundleWithPath(const QString &path);
+    // The bundle at the path as bundleWithPath() makes it when its Info.plist holds
+    // these bytes, without touching the disk (for checks on untrusted Info.plists).
+    static Bundle bundleWithInfoData(const QString &path, const QByteArray &infoPlist);
 
     static QString mainBundlePath();
     static std::optional<Bundle> mainBundle();

@@ -19,8 +19,10 @@ void DispatchGroup::leave()
         if (m_count != 0)
             return;
         ready.swap(m_waiting);
+        // Woken under the lock: a waiter may destroy the group as soon as it sees the
+        // count at zero, and the condition variable with it.
+        m_emptied.notify_all();
     }
-    m_emptied.notify_all();
     for (auto &[dispatch, task] : ready)
         dispatch(std::move(task));
 }

@@ -11,7 +11,7 @@ class SerialQueue;
 
 // A group of pending pieces of work: enter() and leave() count them; wait() blocks
 // until the count is zero; notify() runs a task on a queue once it is. Safe to use
-// from any thread.
+// from any thread; a waiter may destroy the group as soon as wait() has returned true.
 class DispatchGroup
 {
 public:

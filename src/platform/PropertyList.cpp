@@ -155,11 +155,18 @@ plist_t listFromVariant(const QVariantList &list, int depth)
     return static_cast<plist_t>(array.release());
 }
 
+// libplist takes strings and keys as C strings: one holding a NUL character would be
+// written cut short, so it is refused instead.
+bool isWritableText(const QString &text)
+{
+    return !text.contains(QChar(u'\0'));
+}
+
 plist_t mapFromVariant(const QVariantMap &map, int depth)
 {
     PlistPtr dict(plist_new_dict());
     for (auto it = map.cbegin(); it != map.cend(); ++it) {
-        plist_t node = fromVariant(it.value(), depth + 1);
+        plist_t node = isWritableText(it.key()) ? fromVariant(it.value(), depth + 1) : nullptr;
         if (!node)
             return nullptr;
         plist_dict_set_item(static_cast<plist_t>(dict.get()), it.key().toUtf8().constData(), node);
@@ -194,7 +201,7 @@ plist_t fromVariant(const QVariant &value, int depth)
     case QMetaType::Float:
         return plist_new_real(value.toDouble());
     case QMetaType::QString:
-        return plist_new_string(value.toString().toUtf8().constData());
+        return isWritableText(value.toString()) ? plist_new_string(value.toString().toUtf8().constData()) : nullptr;
     case QMetaType::QByteArray: {
         const QByteArray data = value.toByteArray();
         return plist_new_data(data.constData(), static_cast<uint64_t>(data.size()));

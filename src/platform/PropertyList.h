@@ -30,6 +30,7 @@ public:
 
     static std::optional<QVariant> fromData(const QByteArray &data);
     static std::optional<QVariant> fromFile(const QString &path);
-    // The encoded list; empty when the value holds a type a property list cannot.
+    // The encoded list; empty when the value holds a type a property list cannot, or a
+    // string or key with a NUL character (libplist would cut it short).
     static QByteArray toData(const QVariant &value, Format format);
 };

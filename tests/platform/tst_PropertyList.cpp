@@ -95,6 +95,12 @@ void tst_PropertyList::refusesValuesItCannotStore()
 {
     QVERIFY(PropertyList::toData(QVariant::fromValue(QPoint(1, 2)), PropertyList::Format::Binary).isEmpty());
     QVERIFY(PropertyList::toData(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}, PropertyList::Format::Xml).isEmpty());
+    // A NUL character would cut the string short on the way out: refused, not truncated.
+    const QString withNul = QStringLiteral("/Trash/A.app") + QChar(u'\0') + QStringLiteral("/../B.app");
+    for (auto format : {PropertyList::Format::Binary, PropertyList::Format::Xml}) {
+        QVERIFY(PropertyList::toData(QVariantList{QStringLiteral("a"), withNul}, format).isEmpty());
+        QVERIFY(PropertyList::toData(QVariantMap{{withNul, true}}, format).isEmpty());
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_PropertyList)

@@ -6,6 +6,7 @@
 #include <QThread>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -18,6 +19,7 @@ private Q_SLOTS:
     void runsTasksInOrderOnItsNamedThread();
     void destructionDropsWhatHasNotStarted();
     void groupWaitsAndNotifies();
+    void groupMayGoAsSoonAsItsWaitReturns();
     void notifyOnMainAndOnAGoneQueue();
 };
 
@@ -94,6 +96,20 @@ void tst_SerialQueue::groupWaitsAndNotifies()
     group.enter();
     QVERIFY(!group.wait(0ms));
     group.leave();
+}
+
+// The waiter destroys the group the moment its wait returns, while the leaving thread
+// may still be inside leave(): the group must not touch itself after releasing the
+// waiter. Under ThreadSanitizer (tools/tsan.sh) a late wake-up is reported here.
+void tst_SerialQueue::groupMayGoAsSoonAsItsWaitReturns()
+{
+    SerialQueue queue(QStringLiteral("group lifetime"));
+    for (int i = 0; i < 200; ++i) {
+        auto group = std::make_unique<DispatchGroup>();
+        group->enter();
+        queue.async([raw = group.get()] { raw->leave(); });
+        QVERIFY(group->wait(5000ms));
+    }
 }
 
 void tst_SerialQueue::notifyOnMainAndOnAGoneQueue()

@@ -1,0 +1,127 @@
+#!/usr/bin/env python3
+"""Writes the seed inputs of the fuzz targets that Python's plistlib and plain text
+can make (corpus/<target>/). The command files written by the helper's own archiver
+(corpus/FileMessage/project-*.msgfortwhelp) come from "tarnwick-msg exclude --no-send
+PATH..." and "tarnwick-msg clear --no-send". Run from anywhere:
+
+    python3 tests/fuzz/make_seeds.py
+"""
+import datetime
+import json
+import os
+import plistlib
+import sys
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+CORPUS = os.path.join(HERE, "corpus")
+FIXTURES = os.path.join(HERE, "..", "messaging", "fixtures")
+HEADER = b"---=== Tarnwick Watcher Message v2 ===---\n"
+
+
+def write(target, name, data):
+    folder = os.path.join(CORPUS, target)
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, name), "wb") as out:
+        out.write(data if isinstance(data, bytes) else data.encode("utf-8"))
+
+
+def xml_uids(value):
+    """XML has no UID type: Cocoa writes one as a dictionary {"CF$UID": n}."""
+    if isinstance(value, plistlib.UID):
+        return {"CF$UID": value.data}
+    if isinstance(value, dict):
+        return {key: xml_uids(item) for key, item in value.items()}
+    if isinstance(value, list):
+        return [xml_uids(item) for item in value]
+    return value
+
+
+def file_message_seeds():
+    # Keyed archives from the messaging tests' encoder, binary as the main
+    # application writes them, and one also as XML (readers accept both).
+    for name in sorted(os.listdir(FIXTURES)):
+        if name.endswith(".msgfortwhelp"):
+            with open(os.path.join(FIXTURES, name), "rb") as source:
+                data = source.read()
+            write("FileMessage", "plistlib-" + name, data)
+            if name.startswith("exclude-mutable"):
+                write("FileMessage", "plistlib-xml-" + name, plistlib.dumps(xml_uids(plistlib.loads(data))))
+
+
+def watcher_message_seeds():
+    items = [
+        {"type": "3", "size": "4096", "path": "/home/u/Library/Caches/com.example.app", "bundleId": "com.example.app"},
+        {"type": "0", "path": "/home/u/.local/share/Trash/files/Example.app", "bundleId": "com.example.app"},
+    ]
+    write("WatcherMessage", "two-items", HEADER + json.dumps({"items": items}, separators=(",", ":")).encode())
+    odd = [{"type": 17, "size": 1e300, "path": "/x", "bundleId": "COM.Upper"}, {"type": "18", "path": "/y", "bundleId": "a"},
+           {"type": True, "path": "/\u00e9\u4e2d", "bundleId": "b", "size": "-5"}, [], "text"]
+    write("WatcherMessage", "odd-values", HEADER + json.dumps({"items": odd}).encode())
+    write("WatcherMessage", "no-items", HEADER + b'{"items":[]}')
+    write("WatcherMessage", "header-only", HEADER)
+
+
+def bundle_seeds():
+    info = {
+        "CFBundleExecutable": "Example",
+        "CFBundleIdentifier": "com.example.Example",
+        "CFBundleName": "Example",
+        "CFBundlePackageType": "APPL",
+        "CFBundleShortVersionString": "1.2.3",
+        "LSMinimumSystemVersion": "10.13",
+        "LSUIElement": True,
+        "CFBundleDocumentTypes": [{"CFBundleTypeExtensions": ["ex", "exm"], "CFBundleTypeRole": "Editor"}],
+        "NSHumanReadableCopyright": "\u00a9 2024 Example \u4f8b",
+    }
+    write("Bundle", "info-xml.plist", plistlib.dumps(info))
+    write("Bundle", "info-binary.plist", plistlib.dumps(info, fmt=plistlib.FMT_BINARY))
+    every = {
+        "CFBundleIdentifier": 42,
+        "CFBundleExecutable": "../../bin/sh",
+        "date": datetime.datetime(2001, 1, 1, 12, 30),
+        "data": b"\x00\x01\xfe",
+        "real": 3.25,
+        "big": 2**63 + 5,
+        "negative": -7,
+        "uid": plistlib.UID(3),
+        "nested": [[[{"a": [1, 2, {"b": "c"}]}]]],
+    }
+    write("Bundle", "every-type-binary.plist", plistlib.dumps(every, fmt=plistlib.FMT_BINARY))
+    del every["uid"]
+    write("Bundle", "every-type-xml.plist", plistlib.dumps(every))
+    write("Bundle", "root-array.plist", plistlib.dumps(["CFBundleIdentifier", "x"], fmt=plistlib.FMT_BINARY))
+
+
+def markup_seeds():
+    samples = {
+        "description": "<b>Example App</b> leaves <b>12.3 MB</b> of service files behind.<br>"
+                       "Remove them with <b>Complete Uninstall</b>.",
+        "escaped-name": "<b>R&amp;D &lt;beta> Tools</b> and <b>2</b> other applications",
+        "entities": "&quot;&amp;&apos;&lt;&gt;&nbsp;&amp;lt;&#65;",
+        "nesting": "<b><i>x</i></b> <b><i>x</b>y</i> x</b>y x<b>y <br/><br>",
+        "attributes": "<a href=\"https://example.com/?q=&quot;x&quot;\" class='c' id=>link</a>",
+        "unterminated": "text <b unterminated & no semicolon",
+        "unicode": "\u00c9t\u00e9 \u4e2d\u6587 \U0001F600 <b>\u05e2\u05d1\u05e8\u05d9\u05ea</b>",
+    }
+    for name, text in samples.items():
+        write("AtributikaBridge", name, text)
+
+
+def colour_seeds():
+    for name, text in {"rgb": "#FFF", "argb": "8F00", "rrggbb": "#F4F5FA", "aarrggbb": "#80468DD6",
+                       "lower": "deadbe", "hashes": "#12#34#56", "not-hex": "#GG00ZZ", "spaces": " 1 2 3 4 ",
+                       "five": "#12345", "empty": "", "unicode": "#\uff10\uff11\uff12"}.items():
+        write("ColorExtra", name, text)
+
+
+def main():
+    file_message_seeds()
+    watcher_message_seeds()
+    bundle_seeds()
+    markup_seeds()
+    colour_seeds()
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
