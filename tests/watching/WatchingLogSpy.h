@@ -11,38 +11,29 @@ class WatchingLogSpy
 public:
     WatchingLogSpy()
     {
-        s_current = this;
-        m_previous = qInstallMessageHandler(&handle);
+        s_messages.clear();
+        s_previous = qInstallMessageHandler(&handle);
         QLoggingCategory::setFilterRules(QStringLiteral("tarnwick.watching.debug=true"));
     }
     ~WatchingLogSpy()
     {
         QLoggingCategory::setFilterRules(QString());
-        qInstallMessageHandler(m_previous);
-        s_current = nullptr;
+        qInstallMessageHandler(s_previous);
     }
-    WatchingLogSpy(const WatchingLogSpy &) = delete;
-    WatchingLogSpy &operator=(const WatchingLogSpy &) = delete;
+    Q_DISABLE_COPY(WatchingLogSpy)
 
-    int count(const QString &start) const
-    {
-        int found = 0;
-        for (const QString &message : m_messages)
-            found += message.startsWith(start) ? 1 : 0;
-        return found;
-    }
-    QStringList messages() const { return m_messages; }
+    // The messages that hold the text.
+    int count(const QString &text) const { return int(s_messages.filter(text).size()); }
 
 private:
     static void handle(QtMsgType type, const QMessageLogContext &context, const QString &message)
     {
         if (qstrcmp(context.category, "tarnwick.watching") == 0)
-            s_current->m_messages.append(message);
-        else if (s_current->m_previous)
-            s_current->m_previous(type, context, message);
+            s_messages.append(message);
+        else if (s_previous)
+            s_previous(type, context, message);
     }
 
-    inline static WatchingLogSpy *s_current = nullptr;
-    QtMessageHandler m_previous = nullptr;
-    QStringList m_messages;
+    inline static QtMessageHandler s_previous = nullptr;
+    inline static QStringList s_messages;
 };

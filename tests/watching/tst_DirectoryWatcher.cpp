@@ -4,320 +4,182 @@
 #include "platform/Delays.h"
 #include "support/TestSandbox.h"
 #include "watching/DirectoryWatcherDelegate.h"
-#include "watching/FileItem.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTest>
 
-namespace {
+using namespace Qt::StringLiterals;
 
-// Keeps the reported paths relative to the watched folder.
-class Recorder : public DirectoryWatcherDelegate
-{
-public:
-    explicit Recorder(QString folder) : m_folder(std::move(folder)) {}
-    void onAddedAppWithPath(const QString &path) override { reported.append(path.mid(m_folder.size() + 1)); }
-    QStringList reported;
-
-private:
-    QString m_folder;
-};
-
-} // namespace
-
-class tst_DirectoryWatcher : public QObject
+// Each test watches a folder of its own; the test is the watcher's delegate and keeps
+// the reported paths relative to that folder.
+class tst_DirectoryWatcher : public QObject, DirectoryWatcherDelegate
 {
     Q_OBJECT
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void reportsAnAppMovedInOnce();
-    void refreshesOnceAfterABurstOfEvents();
-    void reportsAnAppDirectlyInAMovedFolderTwice();
-    void searchesAMovedFolderLevelByLevel();
-    void neverEntersAnApplication();
-    void neverReportsWhatWasThereAtStart();
-    void staysSilentOnRemovals();
-    void findsItsNodesByPath();
-    void idlesOnAMissingDirectory();
-    void followsTheDirectoryDeletedAndMadeAgain();
-    void followsDownAsFoldersAboveAreMadeAgain();
-    void keepsWhatARenamedDirectoryHeld();
-
-private:
-    // Builds the item in a staging folder, then moves it in with one rename, as a
-    // file manager moves an item to the Trash.
-    void moveIn(const QString &name, const std::function<void(const QString &)> &build);
-    void moveInApp(const QString &name) { moveIn(name, [](const QString &path) { TestSandbox::makeApp(path, {}); }); }
-
     std::unique_ptr<TestSandbox> m_sandbox;
+    std::unique_ptr<DirectoryWatcher> m_watcher;
     QString m_folder;
     QString m_staging;
+    QStringList m_reported;
     int m_round = 0;
-};
 
-void tst_DirectoryWatcher::initTestCase()
-{
-    m_sandbox = std::make_unique<TestSandbox>();
-}
-
-void tst_DirectoryWatcher::init()
-{
-    ++m_round;
-    m_folder = m_sandbox->path(QStringLiteral("watched-%1").arg(m_round));
-    m_staging = m_sandbox->path(QStringLiteral("staging-%1").arg(m_round));
-    QDir().mkpath(m_folder);
-    QDir().mkpath(m_staging);
-}
-
-void tst_DirectoryWatcher::moveIn(const QString &name, const std::function<void(const QString &)> &build)
-{
-    build(m_staging + QLatin1Char('/') + name);
-    QVERIFY(QDir().rename(m_staging + QLatin1Char('/') + name, m_folder + QLatin1Char('/') + name));
-}
-
-void tst_DirectoryWatcher::reportsAnAppMovedInOnce()
-{
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    QVERIFY(watcher.isWatching());
-    QCOMPARE(watcher.getPath(), m_folder);
-
-    moveInApp(QStringLiteral("Moved.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported, QStringList{QStringLiteral("Moved.app")}, 5000);
-    moveInApp(QStringLiteral("Sentinel.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported,
-                              (QStringList{QStringLiteral("Moved.app"), QStringLiteral("Sentinel.app")}), 5000);
-}
-
-// Each change restarts the wait, so a burst leads to one refresh after its last event,
-// even when the burst lasts longer than the wait. The changes are paced at a quarter
-// of the wait (the one place where time must pass between two steps), and the wait is
-// made longer here than elsewhere so that a busy machine cannot stretch a gap past it.
-void tst_DirectoryWatcher::refreshesOnceAfterABurstOfEvents()
-{
-    Delays::setTestDivisor(4);
-    const int pace = Delays::scaledMs(Delays::kTrashDebounce) / 4;
-    const auto restore = qScopeGuard([] { Delays::setTestDivisor(TestSandbox::kDelayDivisor); });
-    WatchingLogSpy log;
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-
-    for (int event = 0; event < 10; ++event) {
-        const int heard = log.count(QStringLiteral("change "));
-        if (event == 5)
-            moveInApp(QStringLiteral("Burst.app"));
-        else
-            moveIn(QStringLiteral("file-%1").arg(event), [](const QString &path) { TestSandbox::makeFile(path); });
-        // Wait until the watcher has heard this change before making the next one.
-        QTRY_VERIFY_WITH_TIMEOUT(log.count(QStringLiteral("change ")) > heard, 5000);
-        QTest::qWait(pace);
+    void onAddedAppWithPath(const QString &path) override { m_reported.append(path.mid(m_folder.size() + 1)); }
+    DirectoryWatcher &start()
+    {
+        m_watcher = std::make_unique<DirectoryWatcher>(m_folder);
+        m_watcher->setDelegate(this);
+        return *m_watcher;
     }
-    QCOMPARE(log.count(QStringLiteral("refresh of ")), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported, QStringList{QStringLiteral("Burst.app")}, 5000);
-    QCOMPARE(log.count(QStringLiteral("refresh of ")), 1);
-}
+    // Builds the item in staging (by default an application; else a folder holding
+    // the apps and files, or a plain file for an empty name), then moves it in with one
+    // rename, as a file manager moves an item to the Trash.
+    void moveIn(const QString &name, const QStringList &apps = {QString()}, const QStringList &files = {})
+    {
+        const QString built = m_staging + u'/' + name;
+        for (const QString &app : apps)
+            TestSandbox::makeApp(QDir::cleanPath(built + u'/' + app), {});
+        for (const QString &file : files)
+            TestSandbox::makeFile(QDir::cleanPath(built + u'/' + file));
+        QVERIFY(QDir().rename(built, m_folder + u'/' + name));
+    }
 
-// Once with the refresh (the folder comes with its immediate entries) and once more
-// by the folder search.
-void tst_DirectoryWatcher::reportsAnAppDirectlyInAMovedFolderTwice()
-{
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    moveIn(QStringLiteral("Folder"), [](const QString &path) { TestSandbox::makeApp(path + QStringLiteral("/A.app"), {}); });
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 2, 5000);
-    QCOMPARE(recorder.reported, QStringList(2, QStringLiteral("Folder/A.app")));
-}
+private Q_SLOTS:
+    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+    void init()
+    {
+        ++m_round;
+        m_folder = m_sandbox->path(u"watched-%1"_s.arg(m_round));
+        m_staging = m_sandbox->path(u"staging-%1"_s.arg(m_round));
+        QVERIFY(QDir().mkpath(m_folder) && QDir().mkpath(m_staging));
+        m_reported.clear();
+    }
+    void cleanup() { m_watcher.reset(); }
 
-// The refresh reports the two applications lying in the folder; the searches (of the
-// folder, then of its sub-folder) report the third after them. Files are ignored.
-void tst_DirectoryWatcher::searchesAMovedFolderLevelByLevel()
-{
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    moveIn(QStringLiteral("Folder"), [](const QString &path) {
-        TestSandbox::makeApp(path + QStringLiteral("/One.app"), {});
-        TestSandbox::makeApp(path + QStringLiteral("/Two.app"), {});
-        TestSandbox::makeFile(path + QStringLiteral("/readme.txt"));
-        TestSandbox::makeApp(path + QStringLiteral("/Sub/Three.app"), {});
-    });
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 6, 5000);
+    // Each change restarts the wait, so a burst of ten leads to one refresh after its
+    // last event, even when the burst lasts longer than the wait. The changes are paced
+    // at a quarter of the wait (the one place where time must pass between two steps),
+    // and the wait is made longer here so that a busy machine cannot stretch a gap past it.
+    void refreshesOnceAfterABurstOfEvents()
+    {
+        Delays::setTestDivisor(4);
+        const auto restore = qScopeGuard([] { Delays::setTestDivisor(TestSandbox::kDelayDivisor); });
+        WatchingLogSpy log;
+        start();
+        for (int event = 0; event < 10; ++event) {
+            const int heard = log.count(u"change "_s);
+            if (event == 5)
+                moveIn(u"Burst.app"_s);
+            else
+                moveIn(u"file-%1"_s.arg(event), {}, {QString()});
+            // Wait until the watcher has heard this change before making the next one.
+            QTRY_VERIFY_WITH_TIMEOUT(log.count(u"change "_s) > heard, 5000);
+            QTest::qWait(Delays::scaledMs(Delays::kTrashDebounce) / 4);
+        }
+        QCOMPARE(log.count(u"refresh of "_s), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported, QStringList{u"Burst.app"_s}, 5000);
+        QCOMPARE(log.count(u"refresh of "_s), 1);
+    }
 
-    const QStringList firstTwo = recorder.reported.mid(0, 2);
-    QVERIFY2(firstTwo.contains(QStringLiteral("Folder/One.app")) && firstTwo.contains(QStringLiteral("Folder/Two.app")),
-             qPrintable(recorder.reported.join(u' ')));
-    QVERIFY(recorder.reported.indexOf(QStringLiteral("Folder/Sub/Three.app")) > 2);
-    QCOMPARE(recorder.reported.count(QStringLiteral("Folder/One.app")), 2);
-    QCOMPARE(recorder.reported.count(QStringLiteral("Folder/Two.app")), 2);
-    QCOMPARE(recorder.reported.count(QStringLiteral("Folder/Sub/Three.app")), 2);
+    // An application directly in a moved folder is reported twice: by the refresh (the
+    // folder comes with its immediate entries) and by the folder search. Here the refresh
+    // reports the three applications lying in the folder; the searches (of the folder,
+    // then of its sub-folder) report the fourth after them. Files are ignored, and no
+    // search enters an application.
+    void reportsAppsOfAMovedFolderTwiceLevelByLevel()
+    {
+        start();
+        const QStringList apps{u"One.app"_s, u"Two.app"_s, u"Outer.app"_s, u"Sub/Three.app"_s};
+        moveIn(u"Folder"_s, apps + QStringList{u"Outer.app/Inner.app"_s, u"Outer.app/Contents/Helper.app"_s}, {u"readme.txt"_s});
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported.size(), 8, 5000);
+        QVERIFY2(m_reported.indexOf(u"Folder/Sub/Three.app"_s) > 2, qPrintable(m_reported.join(u' ')));
+        for (const QString &app : apps)
+            QCOMPARE(m_reported.count(u"Folder/"_s + app), 2);
+        moveIn(u"Sentinel.app"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported.size(), 9, 5000);
+        QCOMPARE(m_reported.last(), u"Sentinel.app"_s);
+    }
 
-    moveInApp(QStringLiteral("Sentinel.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 7, 5000);
-    QCOMPARE(recorder.reported.last(), QStringLiteral("Sentinel.app"));
-}
+    // Entries present at start are never reported, nor are removals. The sentinel is a
+    // folder: its search runs as late as any search of an entry found at start would have.
+    void neverReportsWhatWasThereAtStartNorRemovals()
+    {
+        for (const QString &app : {u"Present.app"_s, u"Folder/Inside.app"_s, u"Folder/Deeper/Deep.app"_s, u"Gone.app"_s, u"Away/In.app"_s})
+            TestSandbox::makeApp(m_folder + u'/' + app, {});
+        start();
+        QVERIFY(QDir(m_folder + u"/Gone.app"_s).removeRecursively());
+        QVERIFY(QDir().rename(m_folder + u"/Away"_s, m_staging + u"/Away"_s));
+        moveIn(u"Sentinel"_s, {u"S.app"_s});
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported.size(), 2, 5000);
+        QCOMPARE(m_reported, QStringList(2, u"Sentinel/S.app"_s));
+        QVERIFY(!m_watcher->getFileItemWithPath(m_folder + u"/Away"_s));
+    }
 
-void tst_DirectoryWatcher::neverEntersAnApplication()
-{
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    moveIn(QStringLiteral("Folder"), [](const QString &path) {
-        TestSandbox::makeApp(path + QStringLiteral("/Outer.app"), {});
-        TestSandbox::makeApp(path + QStringLiteral("/Outer.app/Inner.app"), {});
-        TestSandbox::makeApp(path + QStringLiteral("/Outer.app/Contents/Helper.app"), {});
-    });
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 2, 5000);
-    moveIn(QStringLiteral("Sentinel"), [](const QString &path) { TestSandbox::makeApp(path + QStringLiteral("/S.app"), {}); });
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 4, 5000);
-    QCOMPARE(recorder.reported, (QStringList{QStringLiteral("Folder/Outer.app"), QStringLiteral("Folder/Outer.app"),
-                                             QStringLiteral("Sentinel/S.app"), QStringLiteral("Sentinel/S.app")}));
-}
+    // Applications moved in as soon as the directory exists again are reported, and so
+    // is one named like an entry the deleted directory held.
+    void followsTheDirectoryDeletedAndMadeAgain()
+    {
+        TestSandbox::makeApp(m_folder + u"/Present.app"_s, {});
+        DirectoryWatcher &watcher = start();
+        QVERIFY(QDir(m_folder).removeRecursively());
+        QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), m_sandbox->home(), 5000);
+        QVERIFY(QDir().mkpath(m_folder));
+        moveIn(u"Present.app"_s);
+        moveIn(u"New.app"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported.size(), 2, 5000);
+        QVERIFY(watcher.getFollowedAncestor().isNull());
+        QVERIFY(m_reported.contains(u"Present.app"_s) && m_reported.contains(u"New.app"_s));
 
-// The sentinel is a folder: its search runs as late as any search of an entry found at
-// start would have.
-void tst_DirectoryWatcher::neverReportsWhatWasThereAtStart()
-{
-    TestSandbox::makeApp(m_folder + QStringLiteral("/Present.app"), {});
-    TestSandbox::makeApp(m_folder + QStringLiteral("/Folder/Inside.app"), {});
-    TestSandbox::makeApp(m_folder + QStringLiteral("/Folder/Deeper/Deep.app"), {});
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    moveIn(QStringLiteral("Sentinel"), [](const QString &path) { TestSandbox::makeApp(path + QStringLiteral("/S.app"), {}); });
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 2, 5000);
-    QCOMPARE(recorder.reported, QStringList(2, QStringLiteral("Sentinel/S.app")));
-}
+        // Deleted and made again before the watcher heard of it: the same.
+        QVERIFY(QDir(m_folder).removeRecursively() && QDir().mkpath(m_folder));
+        moveIn(u"Quick.app"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported.size(), 3, 5000);
+        QCOMPARE(m_reported.last(), u"Quick.app"_s);
+        moveIn(u"Sentinel.app"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported.size(), 4, 5000);
+        QCOMPARE(m_reported.last(), u"Sentinel.app"_s);
+    }
 
-void tst_DirectoryWatcher::staysSilentOnRemovals()
-{
-    TestSandbox::makeApp(m_folder + QStringLiteral("/Present.app"), {});
-    TestSandbox::makeApp(m_folder + QStringLiteral("/Folder/Inside.app"), {});
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    QVERIFY(QDir(m_folder + QStringLiteral("/Present.app")).removeRecursively());
-    QVERIFY(QDir().rename(m_folder + QStringLiteral("/Folder"), m_staging + QStringLiteral("/Folder")));
-    moveInApp(QStringLiteral("Sentinel.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported, QStringList{QStringLiteral("Sentinel.app")}, 5000);
-    QVERIFY(!watcher.getFileItemWithPath(m_folder + QStringLiteral("/Folder")));
-}
+    // As a whole Trash (Trash/files) deleted and made again with mkdir -p: the watcher
+    // waits in the nearest folder that exists and moves down as the folders come back.
+    void followsDownAsFoldersAboveAreMadeAgain()
+    {
+        const QString base = m_sandbox->path(u"nest-%1"_s.arg(m_round));
+        const QString trash = base + u"/Trash"_s;
+        m_folder = trash + u"/files"_s;
+        QVERIFY(QDir().mkpath(m_folder));
+        DirectoryWatcher &watcher = start();
+        QVERIFY(QDir(trash).removeRecursively());
+        QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), base, 5000);
+        QVERIFY(QDir().mkdir(trash));
+        QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), trash, 5000);
+        QVERIFY(QDir().mkdir(m_folder));
+        moveIn(u"Back.app"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported, QStringList{u"Back.app"_s}, 5000);
 
-// The tree holds the entries found at start without their contents, and the entries
-// that arrived later with their immediate contents.
-void tst_DirectoryWatcher::findsItsNodesByPath()
-{
-    TestSandbox::makeFile(m_folder + QStringLiteral("/Folder/file"));
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    QCOMPARE(watcher.getFileItemWithPath(m_folder)->buildFullPath(), m_folder);
-    QCOMPARE(watcher.getFileItemWithPath(m_folder + QStringLiteral("/Folder"))->getNameWithExt(),
-             QStringLiteral("Folder"));
-    QVERIFY(!watcher.getFileItemWithPath(m_folder + QStringLiteral("/Folder/file")));
-    QVERIFY(!watcher.getFileItemWithPath(m_folder + QStringLiteral("/missing")));
-    QVERIFY(!watcher.getFileItemWithPath(m_staging));
-    QVERIFY(!watcher.getFileItemParent());
+        QVERIFY(QDir(trash).removeRecursively());
+        QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), base, 5000);
+        QVERIFY(QDir().mkpath(m_folder));
+        moveIn(u"Again.app"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_reported, (QStringList{u"Back.app"_s, u"Again.app"_s}), 5000);
+    }
 
-    moveIn(QStringLiteral("Moved"), [](const QString &path) { TestSandbox::makeApp(path + QStringLiteral("/A.app"), {}); });
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 1, 5000);
-    QVERIFY(watcher.getFileItemWithPath(m_folder + QStringLiteral("/Moved/A.app")));
-    QVERIFY(!watcher.getFileItemWithPath(m_folder + QStringLiteral("/Moved/A.app/Contents")));
-}
-
-void tst_DirectoryWatcher::idlesOnAMissingDirectory()
-{
-    const QString missing = m_folder + QStringLiteral("/missing");
-    DirectoryWatcher watcher(missing);
-    Recorder recorder(missing);
-    watcher.setDelegate(&recorder);
-    QVERIFY(watcher.isWatching());
-    QVERIFY(!watcher.getFileItemWithPath(missing));
-    watcher.updateDirContent();
-    watcher.checkFolderForAppsWithPath(missing);
-    QVERIFY(recorder.reported.isEmpty());
-}
-
-// Applications moved in as soon as the directory exists again are reported, and so is
-// one named like an entry the deleted directory held.
-void tst_DirectoryWatcher::followsTheDirectoryDeletedAndMadeAgain()
-{
-    TestSandbox::makeApp(m_folder + QStringLiteral("/Present.app"), {});
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-
-    QVERIFY(QDir(m_folder).removeRecursively());
-    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), m_sandbox->home(), 5000);
-    QVERIFY(QDir().mkpath(m_folder));
-    moveInApp(QStringLiteral("Present.app"));
-    moveInApp(QStringLiteral("New.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 2, 5000);
-    QVERIFY(watcher.getFollowedAncestor().isNull());
-    QVERIFY(recorder.reported.contains(QStringLiteral("Present.app")) && recorder.reported.contains(QStringLiteral("New.app")));
-
-    // Deleted and made again before the watcher heard of it: the same.
-    QVERIFY(QDir(m_folder).removeRecursively());
-    QVERIFY(QDir().mkpath(m_folder));
-    moveInApp(QStringLiteral("Quick.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 3, 5000);
-    QCOMPARE(recorder.reported.last(), QStringLiteral("Quick.app"));
-    moveInApp(QStringLiteral("Sentinel.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported.size(), 4, 5000);
-    QCOMPARE(recorder.reported.last(), QStringLiteral("Sentinel.app"));
-}
-
-// As a whole Trash (Trash/files) deleted and made again with mkdir -p: the watcher
-// waits in the nearest folder that exists and moves down as the folders come back.
-void tst_DirectoryWatcher::followsDownAsFoldersAboveAreMadeAgain()
-{
-    const QString base = m_sandbox->path(QStringLiteral("nest-%1").arg(m_round));
-    const QString trash = base + QStringLiteral("/Trash");
-    m_folder = trash + QStringLiteral("/files");
-    QVERIFY(QDir().mkpath(m_folder));
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-
-    QVERIFY(QDir(trash).removeRecursively());
-    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), base, 5000);
-    QVERIFY(QDir().mkdir(trash));
-    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), trash, 5000);
-    QVERIFY(QDir().mkdir(m_folder));
-    moveInApp(QStringLiteral("Back.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported, QStringList{QStringLiteral("Back.app")}, 5000);
-
-    QVERIFY(QDir(trash).removeRecursively());
-    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), base, 5000);
-    QVERIFY(QDir().mkpath(m_folder));
-    moveInApp(QStringLiteral("Again.app"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.reported, (QStringList{QStringLiteral("Back.app"), QStringLiteral("Again.app")}), 5000);
-}
-
-// A directory renamed away and back brings its entries with it: they are not new.
-void tst_DirectoryWatcher::keepsWhatARenamedDirectoryHeld()
-{
-    TestSandbox::makeApp(m_folder + QStringLiteral("/Present.app"), {});
-    DirectoryWatcher watcher(m_folder);
-    Recorder recorder(m_folder);
-    watcher.setDelegate(&recorder);
-    const QString away = m_folder + QStringLiteral("-away");
-
-    QVERIFY(QDir().rename(m_folder, away));
-    QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), m_sandbox->home(), 5000);
-    // What arrived while the folder was away is new to the watcher.
-    TestSandbox::makeApp(away + QStringLiteral("/Elsewhere.app"), {});
-    QVERIFY(QDir().rename(away, m_folder));
-    QTRY_VERIFY_WITH_TIMEOUT(watcher.getFollowedAncestor().isNull(), 5000);
-    moveInApp(QStringLiteral("Sentinel.app"));
-    QTRY_VERIFY_WITH_TIMEOUT(recorder.reported.contains(QStringLiteral("Sentinel.app")), 5000);
-    QCOMPARE(recorder.reported.count(QStringLiteral("Present.app")), 0);
-    QCOMPARE(recorder.reported.count(QStringLiteral("Elsewhere.app")), 1);
-}
+    // A directory renamed away and back brings its entries with it: they are not new,
+    // but what arrived while it was away is.
+    void keepsWhatARenamedDirectoryHeld()
+    {
+        TestSandbox::makeApp(m_folder + u"/Present.app"_s, {});
+        DirectoryWatcher &watcher = start();
+        const QString away = m_folder + u"-away"_s;
+        QVERIFY(QDir().rename(m_folder, away));
+        QTRY_COMPARE_WITH_TIMEOUT(watcher.getFollowedAncestor(), m_sandbox->home(), 5000);
+        TestSandbox::makeApp(away + u"/Elsewhere.app"_s, {});
+        QVERIFY(QDir().rename(away, m_folder));
+        QTRY_VERIFY_WITH_TIMEOUT(watcher.getFollowedAncestor().isNull(), 5000);
+        moveIn(u"Sentinel.app"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(m_reported.contains(u"Sentinel.app"_s), 5000);
+        QCOMPARE(m_reported.count(u"Present.app"_s), 0);
+        QCOMPARE(m_reported.count(u"Elsewhere.app"_s), 1);
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_DirectoryWatcher)
 #include "tst_DirectoryWatcher.moc"

@@ -2,48 +2,44 @@
 
 #include "remains/SystemSkipList.h"
 #include "support/TestSandbox.h"
-#include "watching/FileItemData.h"
-#include "watching/FileItemDataListener.h"
 
 #include <QDir>
-#include <QFile>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <unistd.h>
+#include <set>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
 // Records what a tree reports, as "+parent/child" and "-parent/child".
-class Recorder : public FileItemListener
+struct Recorder : FileItemListener
 {
-public:
-    void onAddedFileItem(FileItem *item, FileItem *parent) override
-    {
-        events.append(QLatin1Char('+') + parent->getNameWithExt() + QLatin1Char('/') + item->getNameWithExt());
-    }
-    void onRemovedFileItem(FileItem *item, FileItem *parent) override
-    {
-        events.append(QLatin1Char('-') + parent->getNameWithExt() + QLatin1Char('/') + item->getNameWithExt());
-    }
+    void onAddedFileItem(FileItem *item, FileItem *parent) override { record(u'+', item, parent); }
+    void onRemovedFileItem(FileItem *item, FileItem *parent) override { record(u'-', item, parent); }
+    void record(QChar sign, FileItem *item, FileItem *parent) { events << sign + parent->getNameWithExt() + u'/' + item->getNameWithExt(); }
     FileItem *getFileItemParent() override { return nullptr; }
     QStringList events;
 };
 
-class SizeListener : public FileItemDataListener
+// The node at a relative path of names below the item, or null.
+FileItem *at(const FileItem *item, const QString &path)
 {
-public:
-    void onFileItemSizeCalculated() override { ++calls; }
-    int calls = 0;
-};
+    FileItem *found = nullptr;
+    for (const QString &name : path.split(u'/'))
+        item = found = item ? item->getChildrenWithName(name) : nullptr;
+    return found;
+}
 
 QStringList childNames(const FileItem *item)
 {
     QStringList names;
-    if (item->getChildren()) {
-        for (const FileItem *child : *item->getChildren())
-            names.append(child->getNameWithExt());
-    }
+    if (!item || !item->getChildren())
+        return names;
+    for (const FileItem *child : *item->getChildren())
+        names.append(child->getNameWithExt());
     names.sort();
     return names;
 }
@@ -53,257 +49,133 @@ QStringList childNames(const FileItem *item)
 class tst_FileItem : public QObject
 {
     Q_OBJECT
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void loadsToTheChosenDepth();
-    void tellsTheKindsOfEntriesApart();
-    void skipsListedPaths();
-    void refreshReportsRemovalsBeforeAdditions();
-    void refreshOfARootLoadsNewFoldersOneLevelDeep();
-    void reportsUpTheListenerChain();
-    void ownsItsChildrenByName();
-    void buildsFullPaths();
-    void copesWithUnreadableAndVanishedDirectories();
-    void keepsTheFirstCalculatedSize();
-
-private:
-    QString path(const QString &relative) const { return m_root->filePath(relative); }
     std::unique_ptr<TestSandbox> m_sandbox;
     std::unique_ptr<QTemporaryDir> m_root;
-};
+    Recorder m_recorder;
 
-void tst_FileItem::initTestCase()
-{
-    m_sandbox = std::make_unique<TestSandbox>();
-}
+    QString path(const QString &relative) const { return m_root->filePath(relative); }
+    void make(const QStringList &files) const
+    {
+        for (const QString &file : files)
+            TestSandbox::makeFile(path(file));
+    }
+    // A tree of the test's folder to the given depth, reporting to the recorder.
+    FileItem::ItemPointer tree(int deep = -1)
+    {
+        auto root = FileItem::createTreeForPath(m_root->path(), deep);
+        root->setListener(&m_recorder);
+        return root;
+    }
 
-void tst_FileItem::init()
-{
-    m_root = std::make_unique<QTemporaryDir>();
-}
+private Q_SLOTS:
+    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+    void init()
+    {
+        m_root = std::make_unique<QTemporaryDir>();
+        m_recorder.events.clear();
+    }
 
-void tst_FileItem::loadsToTheChosenDepth()
-{
-    TestSandbox::makeFile(path(QStringLiteral("a/b/c/file")));
-    TestSandbox::makeFile(path(QStringLiteral("top")));
+    // Directories are never leaves, whatever their st_nlink says; links to directories
+    // and packages are never entered.
+    void loadsToTheChosenDepthWithoutEnteringLinksOrPackages()
+    {
+        make({u"a/b/c/file"_s, u"file"_s});
+        TestSandbox::makeApp(path(u"Tool.app"_s), u"com.example.tool"_s);
+        QVERIFY(QFile::link(path(u"a"_s), path(u"dirLink"_s)));
+        QVERIFY(QFile::link(path(u"file"_s), path(u"fileLink"_s)));
+        QVERIFY(QFile::link(path(u"nowhere"_s), path(u"dangling"_s)));
+        QVERIFY(!tree(0)->getChildren());
+        QVERIFY(!at(tree(1).get(), u"a"_s)->getChildren());
+        const auto all = tree();
+        QCOMPARE(childNames(at(all.get(), u"a/b/c"_s)), QStringList{u"file"_s});
+        const auto child = [&all](const QString &name) { return all->getChildrenWithName(name); };
+        QVERIFY(child(u"dirLink"_s)->isSymLink() && !child(u"dirLink"_s)->isDir() && !child(u"dirLink"_s)->getChildren());
+        QVERIFY(!child(u"fileLink"_s)->isDir());
+        QVERIFY(child(u"dangling"_s)->isExist() && !child(u"dangling"_s)->isDir());
+        QVERIFY(child(u"Tool.app"_s)->isPackage() && child(u"Tool.app"_s)->isDir() && !child(u"Tool.app"_s)->getChildren());
+        QCOMPARE(at(all.get(), u"a/b/c/file"_s)->buildFullPath(), path(u"a/b/c/file"_s));
+        QVERIFY(!FileItem::createTreeForPath(path(u"missing"_s)) && !FileItem::createTreeForPath(QString()));
+        QCOMPARE(FileItem::createTreeForPath(u"/"_s, 0)->getNameWithExt(), u"/"_s);
+        QCOMPARE(FileItem::createTreeForPath(path(u"a/"_s), 0)->getNameWithExt(), u"a"_s);
+    }
 
-    const auto flat = FileItem::createTreeForPath(m_root->path(), 0);
-    QVERIFY(flat && flat->isDir() && !flat->getChildren());
-
-    const auto oneLevel = FileItem::createTreeForPath(m_root->path(), 1);
-    QCOMPARE(childNames(oneLevel.get()), (QStringList{QStringLiteral("a"), QStringLiteral("top")}));
-    QVERIFY(!oneLevel->getChildrenWithName(QStringLiteral("a"))->getChildren());
-
-    const auto twoLevels = FileItem::createTreeForPath(m_root->path(), 2);
-    const FileItem *a = twoLevels->getChildrenWithName(QStringLiteral("a"));
-    QCOMPARE(childNames(a), QStringList{QStringLiteral("b")});
-    QVERIFY(!a->getChildrenWithName(QStringLiteral("b"))->getChildren());
-
-    // Every level; directories are never leaves, whatever their st_nlink says.
-    const auto all = FileItem::createTreeForPath(m_root->path());
-    const FileItem *c = all->getChildrenWithName(QStringLiteral("a"))
-                            ->getChildrenWithName(QStringLiteral("b"))
-                            ->getChildrenWithName(QStringLiteral("c"));
-    QCOMPARE(childNames(c), QStringList{QStringLiteral("file")});
-    QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("missing"))));
-    QVERIFY(!FileItem::createTreeForPath(QString()));
-}
-
-void tst_FileItem::tellsTheKindsOfEntriesApart()
-{
-    TestSandbox::makeFile(path(QStringLiteral("dir/inside")));
-    TestSandbox::makeFile(path(QStringLiteral("file")));
-    TestSandbox::makeFile(path(QStringLiteral("Sp\u00e9cial \u2603")));
-    TestSandbox::makeApp(path(QStringLiteral("Tool.app")), QStringLiteral("com.example.tool"));
-    QVERIFY(QFile::link(path(QStringLiteral("dir")), path(QStringLiteral("dirLink"))));
-    QVERIFY(QFile::link(path(QStringLiteral("file")), path(QStringLiteral("fileLink"))));
-    QVERIFY(QFile::link(path(QStringLiteral("nowhere")), path(QStringLiteral("dangling"))));
-    QCOMPARE(::link(QFile::encodeName(path(QStringLiteral("file"))).constData(),
-                    QFile::encodeName(path(QStringLiteral("hardLink"))).constData()),
-             0);
-
-    const auto tree = FileItem::createTreeForPath(m_root->path());
-    const auto child = [&tree](const char *name) { return tree->getChildrenWithName(QLatin1String(name)); };
-    QCOMPARE(childNames(tree.get()).size(), 8);
-    QVERIFY(tree->getChildrenWithName(QStringLiteral("Sp\u00e9cial \u2603")));
-    QVERIFY(child("dir")->isDir() && !child("dir")->isSymLink() && child("dir")->getChildren());
-    // A link to a directory is a link, not a directory, and is not entered.
-    QVERIFY(child("dirLink")->isSymLink() && !child("dirLink")->isDir() && !child("dirLink")->getChildren());
-    // A link to a file keeps isSymLink false: the kind is refined for directories only.
-    QVERIFY(!child("fileLink")->isSymLink() && !child("fileLink")->isDir());
-    QVERIFY(child("dangling")->isExist() && !child("dangling")->isDir());
-    QVERIFY(!child("hardLink")->isDir() && !child("file")->isDir());
-    // Packages are never entered, even when every level is asked for.
-    QVERIFY(child("Tool.app")->isPackage() && child("Tool.app")->isDir() && !child("Tool.app")->getChildren());
-    QVERIFY(!child("dir")->isPackage());
-}
-
-void tst_FileItem::skipsListedPaths()
-{
-    TestSandbox::makeFile(path(QStringLiteral("Calendars/event")));
-    TestSandbox::makeFile(path(QStringLiteral("kept")));
-    SystemSkipList::shared().addPath(path(QStringLiteral("Calendars")));
-
-    QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("Calendars"))));
-    const auto tree = FileItem::createTreeForPath(m_root->path());
-    QCOMPARE(childNames(tree.get()), QStringList{QStringLiteral("kept")});
     // Only the whole path is matched.
-    QVERIFY(FileItem::createTreeForPath(path(QStringLiteral("Calendars/event"))));
-}
+    void skipsListedPaths()
+    {
+        make({u"Calendars/event"_s, u"kept"_s});
+        SystemSkipList::shared().addPath(path(u"Calendars"_s));
+        QVERIFY(!FileItem::createTreeForPath(path(u"Calendars"_s)));
+        QCOMPARE(childNames(tree().get()), QStringList{u"kept"_s});
+        QVERIFY(FileItem::createTreeForPath(path(u"Calendars/event"_s)));
+    }
 
-void tst_FileItem::refreshReportsRemovalsBeforeAdditions()
-{
-    TestSandbox::makeFile(path(QStringLiteral("old")));
-    TestSandbox::makeFile(path(QStringLiteral("kept")));
-    TestSandbox::makeFile(path(QStringLiteral("gone")));
-    Recorder recorder;
-    const auto tree = FileItem::createTreeForPath(m_root->path(), 1);
-    tree->setListener(&recorder);
-    FileItem *kept = tree->getChildrenWithName(QStringLiteral("kept"));
+    void refreshReportsRemovalsBeforeAdditions()
+    {
+        make({u"old"_s, u"kept"_s, u"gone"_s});
+        const auto root = tree(1);
+        const QString name = root->getNameWithExt();
+        FileItem *kept = at(root.get(), u"kept"_s);
+        QVERIFY(QDir(m_root->path()).rename(u"old"_s, u"new"_s) && QFile::remove(path(u"gone"_s)));
+        TestSandbox::makeFile(path(u"kept"_s), 100); // a changed entry shows nothing
+        root->updateContentOfDir();
+        QCOMPARE(m_recorder.events.size(), 3);
+        QCOMPARE(m_recorder.events.last(), u"+%1/new"_s.arg(name));
+        QVERIFY(m_recorder.events.contains(u"-%1/old"_s.arg(name)) && m_recorder.events.contains(u"-%1/gone"_s.arg(name)));
+        QCOMPARE(childNames(root.get()), (QStringList{u"kept"_s, u"new"_s}));
+        QCOMPARE(at(root.get(), u"kept"_s), kept);
 
-    QVERIFY(QDir(m_root->path()).rename(QStringLiteral("old"), QStringLiteral("new")));
-    QFile::remove(path(QStringLiteral("gone")));
-    TestSandbox::makeFile(path(QStringLiteral("kept")), 100); // a changed entry shows nothing
-    tree->updateContentOfDir();
+        // The root hands its depth to what arrives: a new folder comes with its own
+        // entries, each reported after it (pre-order).
+        m_recorder.events.clear();
+        make({u"Folder/Sub/deep"_s});
+        root->updateContentOfDir();
+        QCOMPARE(m_recorder.events, (QStringList{u"+%1/Folder"_s.arg(name), u"+Folder/Sub"_s}));
+        QVERIFY(at(root.get(), u"Folder/Sub"_s)->isDir() && !at(root.get(), u"Folder/Sub"_s)->getChildren());
 
-    const QString root = tree->getNameWithExt();
-    QCOMPARE(recorder.events.size(), 3);
-    QCOMPARE(recorder.events.last(), QStringLiteral("+%1/new").arg(root));
-    QVERIFY(recorder.events.contains(QStringLiteral("-%1/old").arg(root)));
-    QVERIFY(recorder.events.contains(QStringLiteral("-%1/gone").arg(root)));
-    QCOMPARE(childNames(tree.get()), (QStringList{QStringLiteral("kept"), QStringLiteral("new")}));
-    QCOMPARE(tree->getChildrenWithName(QStringLiteral("kept")), kept);
+        // A folder that vanished before its refresh keeps what it held, silently.
+        m_recorder.events.clear();
+        QVERIFY(QDir(path(u"Folder"_s)).removeRecursively());
+        at(root.get(), u"Folder"_s)->updateContentOfDir();
+        QVERIFY(m_recorder.events.isEmpty());
+        QCOMPARE(childNames(at(root.get(), u"Folder"_s)), QStringList{u"Sub"_s});
+    }
 
-    recorder.events.clear();
-    tree->updateContentOfDir();
-    QVERIFY(recorder.events.isEmpty());
-}
-
-// The root remembers its depth and hands it to what arrives: a new folder comes with
-// its own entries, each reported after it (pre-order).
-void tst_FileItem::refreshOfARootLoadsNewFoldersOneLevelDeep()
-{
-    Recorder recorder;
-    const auto tree = FileItem::createTreeForPath(m_root->path(), 1);
-    tree->setListener(&recorder);
-    TestSandbox::makeFile(path(QStringLiteral("Folder/Sub/deep")));
-    tree->updateContentOfDir();
-
-    const QString root = tree->getNameWithExt();
-    QCOMPARE(recorder.events,
-             (QStringList{QStringLiteral("+%1/Folder").arg(root), QStringLiteral("+Folder/Sub")}));
-    const FileItem *sub = tree->getChildrenWithName(QStringLiteral("Folder"))->getChildrenWithName(QStringLiteral("Sub"));
-    QVERIFY(sub && sub->isDir() && !sub->getChildren());
-}
-
-// A refresh below the root creates new entries without their contents (children keep
-// depth 0) and reports them up to the root's listener.
-void tst_FileItem::reportsUpTheListenerChain()
-{
-    TestSandbox::makeFile(path(QStringLiteral("a/b/c/file")));
-    Recorder recorder;
-    const auto tree = FileItem::createTreeForPath(m_root->path());
-    tree->setListener(&recorder);
-    FileItem *b = tree->getChildrenWithName(QStringLiteral("a"))->getChildrenWithName(QStringLiteral("b"));
-    TestSandbox::makeFile(path(QStringLiteral("a/b/new/file")));
-    QDir(path(QStringLiteral("a/b/c"))).removeRecursively();
-    b->updateContentOfDir();
-
-    QCOMPARE(recorder.events, (QStringList{QStringLiteral("-b/c"), QStringLiteral("+b/new")}));
-    QVERIFY(!b->getChildrenWithName(QStringLiteral("new"))->getChildren());
-    QCOMPARE(b->getParent(), tree->getChildrenWithName(QStringLiteral("a")));
-    QVERIFY(!tree->getParent());
-}
-
-void tst_FileItem::ownsItsChildrenByName()
-{
-    TestSandbox::makeFile(path(QStringLiteral("dir/one")));
-    TestSandbox::makeFile(path(QStringLiteral("file")));
-    Recorder recorder;
-    const auto tree = FileItem::createTreeForPath(m_root->path(), 1);
-    tree->setListener(&recorder);
-    FileItem *dir = tree->getChildrenWithName(QStringLiteral("dir"));
-    FileItem *file = tree->getChildrenWithName(QStringLiteral("file"));
-    QVERIFY(tree->isHasChild(dir));
-    QVERIFY(!dir->isHasChild(file) && !tree->isHasChild(nullptr));
-    QVERIFY(!tree->getChildrenWithName(QString()));
-
-    // A node without children held (a file, or a folder not loaded) adopts nobody.
-    QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("dir/one")), 0, file, QStringLiteral("one")));
-    QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("dir/one")), 0, dir, QStringLiteral("one")));
-    QVERIFY(!FileItem::createTreeForPath(path(QStringLiteral("dir/one")), 0, nullptr, QStringLiteral("one")));
-    QVERIFY(recorder.events.isEmpty());
-
-    tree->notifyThatRemovedChildWithName(QStringLiteral("file"));
-    QCOMPARE(recorder.events, QStringList{QStringLiteral("-%1/file").arg(tree->getNameWithExt())});
-    QVERIFY(tree->isHasChild(file)); // told, not removed
-    tree->removeChild(file);
-    QVERIFY(!tree->getChildrenWithName(QStringLiteral("file")));
-    QCOMPARE(recorder.events.size(), 2);
-    tree->removeChild(dir->getChildrenWithName(QStringLiteral("x"))); // not a child: nothing happens
-    QCOMPARE(recorder.events.size(), 2);
-}
-
-void tst_FileItem::buildsFullPaths()
-{
-    TestSandbox::makeFile(path(QStringLiteral("a/b")));
-    TestSandbox::makeFile(path(QStringLiteral("x")));
-    const auto tree = FileItem::createTreeForPath(m_root->path());
-    FileItem *a = tree->getChildrenWithName(QStringLiteral("a"));
-    FileItem *b = a->getChildrenWithName(QStringLiteral("b"));
-    QCOMPARE(tree->buildFullPath(), m_root->path());
-    QCOMPARE(b->buildFullPath(), path(QStringLiteral("a/b")));
-
-    // With no parent to ask, a child's path is its bare name.
-    FileItem *x = tree->getChildrenWithName(QStringLiteral("x"));
-    x->setListener(nullptr);
-    QCOMPARE(x->buildFullPath(), QStringLiteral("x"));
-    QCOMPARE(FileItem::createTreeForPath(QStringLiteral("/"), 0)->getNameWithExt(), QStringLiteral("/"));
-    QCOMPARE(FileItem::createTreeForPath(m_root->path() + QStringLiteral("/a/"), 0)->getNameWithExt(),
-             QStringLiteral("a"));
-}
-
-void tst_FileItem::copesWithUnreadableAndVanishedDirectories()
-{
-    TestSandbox::makeFile(path(QStringLiteral("locked/secret")));
-    TestSandbox::makeFile(path(QStringLiteral("vanishing/file")));
-    Recorder recorder;
-    const auto tree = FileItem::createTreeForPath(m_root->path(), 2);
-    tree->setListener(&recorder);
-    FileItem *vanishing = tree->getChildrenWithName(QStringLiteral("vanishing"));
-    QDir(path(QStringLiteral("vanishing"))).removeRecursively();
-    vanishing->updateContentOfDir();
-    QVERIFY(recorder.events.isEmpty());
-    QCOMPARE(childNames(vanishing), QStringList{QStringLiteral("file")});
-
-    if (::geteuid() == 0)
-        QSKIP("permissions do not stop the superuser");
-    QFile::setPermissions(path(QStringLiteral("locked")), QFileDevice::WriteOwner);
-    const auto locked = FileItem::createTreeForPath(path(QStringLiteral("locked")));
-    QFile::setPermissions(path(QStringLiteral("locked")), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                                              QFileDevice::ExeOwner);
-    QVERIFY(locked && locked->getChildren() && locked->getChildren()->empty());
-}
-
-void tst_FileItem::keepsTheFirstCalculatedSize()
-{
-    TestSandbox::makeFile(path(QStringLiteral("dir/file")), 10);
-    const auto tree = FileItem::createTreeForPath(m_root->path());
-    FileItemData &data = tree->getChildrenWithName(QStringLiteral("dir"))->getData();
-    SizeListener listener;
-    data.setListener(&listener);
-    QVERIFY(data.isNeedCalculateSize());
-    data.onSizeCalculated(4096);
-    data.onSizeCalculated(1);
-    QCOMPARE(data.getSize(), qint64(4096));
-    QCOMPARE(listener.calls, 1);
-
-    // The counts add the item itself to what it holds.
-    data.setSubItems(FileItemData::SubItems{2, 5});
-    QCOMPARE(data.countOfFolders(), quint64(3));
-    QCOMPARE(data.countOfFiles(), quint64(5));
-}
+    // The children's table against a reference set: random insertions and removals
+    // crowd its slots, wrap around its end and shift entries back over removed ones;
+    // every name must stay findable, and a child of the same name replaces the one held.
+    void keepsItsChildrenFindableThroughManyChanges()
+    {
+        const auto name = [](int number) { return QString::number(number); };
+        for (int number = 0; number < 300; ++number)
+            make({name(number)});
+        FileItemChildren children;
+        QVERIFY(children.empty() && children.begin() == children.end() && !children.find(name(1)));
+        QRandomGenerator random(20240607);
+        std::set<int> reference;
+        for (int step = 0; step < 20000; ++step) {
+            const int number = int(random.bounded(300));
+            if (random.bounded(2) == 0) {
+                FileItem::ItemPointer fresh = FileItem::createTreeForPath(path(name(number)), 0);
+                FileItem *raw = fresh.get();
+                QCOMPARE(children.insert(std::move(fresh)), raw);
+                QCOMPARE(children.find(name(number)), raw);
+                reference.insert(number);
+            } else {
+                QCOMPARE(bool(children.take(name(number))), reference.erase(number) == 1);
+            }
+            if (step % 97 != 0)
+                continue;
+            QCOMPARE(children.size(), reference.size());
+            for (int probe = 0; probe < 300; ++probe)
+                QCOMPARE(children.find(name(probe)) != nullptr, reference.count(probe) == 1);
+            std::set<int> iterated;
+            for (const FileItem *child : children)
+                iterated.insert(child->getNameWithExt().toInt());
+            QVERIFY(iterated == reference);
+        }
+        QVERIFY(!children.find(u"not there") && !children.take(u"not there"));
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_FileItem)
 #include "tst_FileItem.moc"

@@ -6,80 +6,53 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
+#include <QDirIterator>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 
-#include <array>
-#include <memory>
-#include <string_view>
-#include <unistd.h>
+using namespace Qt::StringLiterals;
 
 namespace {
 
 // One delegate call or notification, as "<who>:<name>:<path>".
-class Recorder : public VDKQueueDelegate
+QString call(const QString &path, const QString &name = VDKQueueFileWrittenToNotification, const char *who = "delegate")
 {
-public:
-    void VDKQueue(::VDKQueue *queue, const QString &name, const QString &path) override
+    return QLatin1String(who) + u':' + name + u':' + path;
+}
+
+// A queue with itself as delegate, and a temporary folder for what it watches.
+struct Watch : VDKQueueDelegate
+{
+    Watch() { queue->setDelegate(this); }
+    void VDKQueue(::VDKQueue *from, const QString &name, const QString &path) override
     {
-        calls.append(QStringLiteral("delegate:%1:%2").arg(name, path));
+        calls.append(call(path, name));
         onMainThread = onMainThread && QThread::currentThread() == QCoreApplication::instance()->thread();
-        if (deleteOnCall)
-            deleteOnCall->reset();
-        lastQueue = queue;
+        lastQueue = from;
+        if (destroyOnCall)
+            queue.reset();
     }
+    QString make(const QString &name) const { return QDir().mkpath(root.filePath(name)) ? root.filePath(name) : QString(); }
+
+    QTemporaryDir root;
+    std::unique_ptr<::VDKQueue> queue = ::VDKQueue::init();
     QStringList calls;
     bool onMainThread = true;
+    bool destroyOnCall = false;
     ::VDKQueue *lastQueue = nullptr;
-    std::unique_ptr<::VDKQueue> *deleteOnCall = nullptr;
 };
 
-int countEntries(const QString &folder, const std::function<bool(const QString &)> &accept)
+// How many lines start with the text in the files of one /proc folder (the threads'
+// names, the descriptors' details).
+int countIn(const QString &folder, const QString &file, const QByteArray &text)
 {
     int count = 0;
-    for (const QString &name : QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System)) {
-        if (accept(folder + QLatin1Char('/') + name))
-            ++count;
+    for (QDirIterator it(folder, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System); it.hasNext();) {
+        QFile info(it.next() + file);
+        count += info.open(QIODevice::ReadOnly) ? int(('\n' + info.readAll()).count('\n' + text)) : 0;
     }
     return count;
-}
-
-int watcherThreads()
-{
-    return countEntries(QStringLiteral("/proc/self/task"), [](const QString &task) {
-        QFile comm(task + QStringLiteral("/comm"));
-        return comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "VDKQueue";
-    });
-}
-
-int openDescriptors()
-{
-    return countEntries(QStringLiteral("/proc/self/fd"), [](const QString &) { return true; });
-}
-
-// The kernel watches held by the process's inotify instances.
-int kernelWatches()
-{
-    int watches = 0;
-    countEntries(QStringLiteral("/proc/self/fd"), [&watches](const QString &fd) {
-        std::array<char, 64> target{};
-        if (::readlink(QFile::encodeName(fd).constData(), target.data(), target.size() - 1) > 0 &&
-            std::string_view(target.data()) == "anon_inode:inotify") {
-            QFile info(QString(fd).replace(QStringLiteral("/fd/"), QStringLiteral("/fdinfo/")));
-            if (info.open(QIODevice::ReadOnly))
-                watches += int(info.readAll().count("inotify wd:"));
-        }
-        return false;
-    });
-    return watches;
-}
-
-QString makeFolder(const QTemporaryDir &root, const QString &name)
-{
-    QDir().mkpath(root.filePath(name));
-    return root.filePath(name);
 }
 
 } // namespace
@@ -87,233 +60,127 @@ QString makeFolder(const QTemporaryDir &root, const QString &name)
 class tst_VDKQueue : public QObject
 {
     Q_OBJECT
-private Q_SLOTS:
-    void initTestCase();
-    void expandsEventsInTheFixedOrder();
-    void deliversOneEventsNamesInOrderOnTheMainThread();
-    void keepsTheFirstMaskOfAPath();
-    void postsNotificationsWithoutADelegateOrWhenAsked();
-    void staysSilentForARemovedPath();
-    void followsBothPathsOfOneItem();
-    void startsItsThreadWithTheFirstWatchAndEndsItWhenDestroyed();
-    void leavesNoDescriptorOrWatchBehind();
-    void dropsDeliveriesOfADestroyedQueue();
-
-private:
     std::unique_ptr<TestSandbox> m_sandbox;
-};
 
-void tst_VDKQueue::initTestCase()
-{
-    m_sandbox = std::make_unique<TestSandbox>();
-}
+private Q_SLOTS:
+    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
 
-void tst_VDKQueue::expandsEventsInTheFixedOrder()
-{
-    QCOMPARE(VDKQueue::notificationNamesForEvents(KernelEventQueue::AllVnodeEvents),
-             (QStringList{QStringLiteral("VDKQueueFileRenamedNotification"),
-                          QStringLiteral("VDKQueueFileWrittenToNotification"),
-                          QStringLiteral("VDKQueueFileDeletedNotification"),
-                          QStringLiteral("VDKQueueFileAttributesChangedNotification"),
-                          QStringLiteral("VDKQueueFileSizeIncreasedNotification"),
-                          QStringLiteral("VDKQueueLinkCountChangedNotification"),
-                          QStringLiteral("VDKQueueAccessWasRevokedNotification")}));
-    QVERIFY(VDKQueue::notificationNamesForEvents(0).isEmpty());
-}
+    // One event's names come in the fixed order, on the main thread; when the delegate
+    // destroys the queue at the first name, the others are dropped.
+    void deliversOneEventsNamesInOrderUntilTheQueueIsGone()
+    {
+        Watch watch;
+        Watch sentinel;
+        const QString root = watch.root.path();
+        watch.queue->addPath(root);
+        sentinel.queue->addPath(sentinel.root.path(), KernelEventQueue::NoteWrite);
+        watch.make(u"sub"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(watch.calls, (QStringList{call(root), call(root, VDKQueueFileSizeIncreasedNotification),
+                                                            call(root, VDKQueueLinkCountChangedNotification)}), 5000);
+        QVERIFY(watch.onMainThread);
+        QCOMPARE(watch.lastQueue, watch.queue.get());
 
-void tst_VDKQueue::deliversOneEventsNamesInOrderOnTheMainThread()
-{
-    QTemporaryDir root;
-    Recorder recorder;
-    const auto queue = VDKQueue::init();
-    queue->setDelegate(&recorder);
-    queue->addPath(root.path());
-    QDir(root.path()).mkdir(QStringLiteral("sub"));
-
-    const QStringList expected{QStringLiteral("delegate:VDKQueueFileWrittenToNotification:") + root.path(),
-                               QStringLiteral("delegate:VDKQueueFileSizeIncreasedNotification:") + root.path(),
-                               QStringLiteral("delegate:VDKQueueLinkCountChangedNotification:") + root.path()};
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls, expected, 5000);
-    QVERIFY(recorder.onMainThread);
-    QCOMPARE(recorder.lastQueue, queue.get());
-}
-
-void tst_VDKQueue::keepsTheFirstMaskOfAPath()
-{
-    QTemporaryDir root;
-    const QString folder = makeFolder(root, QStringLiteral("folder"));
-    Recorder recorder;
-    const auto queue = VDKQueue::init();
-    queue->setDelegate(&recorder);
-    queue->addPath(folder, KernelEventQueue::NoteRename);
-    queue->addPath(folder);
-    queue->addPath(folder, KernelEventQueue::NoteWrite);
-    QCOMPARE(queue->numberOfWatchedPaths(), 1);
-
-    QFile(folder + QStringLiteral("/written")).open(QIODevice::WriteOnly);
-    QVERIFY(QDir(root.path()).rename(QStringLiteral("folder"), QStringLiteral("renamed")));
-    // The rename comes after the write, so once it is in, the write would be too.
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls,
-                              QStringList{QStringLiteral("delegate:VDKQueueFileRenamedNotification:") + folder}, 5000);
-}
-
-void tst_VDKQueue::postsNotificationsWithoutADelegateOrWhenAsked()
-{
-    QTemporaryDir root;
-    Recorder recorder;
-    const auto queue = VDKQueue::init();
-    queue->addPath(root.path(), KernelEventQueue::NoteWrite);
-    QStringList posted;
-    const void *observer = &posted;
-    NotificationCenter::workspaceCenter().addObserver(
-        observer, QString(), queue.get(), [&](const Notification &notification) {
-            QCOMPARE(notification.sender, static_cast<const void *>(queue.get()));
-            const QString path = notification.userInfo.value(QStringLiteral("path")).toString();
-            posted.append(QStringLiteral("center:%1:%2").arg(notification.name, path));
-            recorder.calls.append(posted.last());
-        });
-    const QString written = QStringLiteral("VDKQueueFileWrittenToNotification:") + root.path();
-
-    QFile(root.filePath(QStringLiteral("one"))).open(QIODevice::WriteOnly);
-    QTRY_COMPARE_WITH_TIMEOUT(posted, QStringList{QStringLiteral("center:") + written}, 5000);
-
-    queue->setDelegate(&recorder);
-    queue->setAlwaysPostNotifications(true);
-    recorder.calls.clear();
-    QFile(root.filePath(QStringLiteral("two"))).open(QIODevice::WriteOnly);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls,
-                              (QStringList{QStringLiteral("delegate:") + written, QStringLiteral("center:") + written}),
-                              5000);
-
-    // With a delegate and without the setting, only the delegate hears (the decision
-    // to post is made in the same turn as the delegate call).
-    queue->setAlwaysPostNotifications(false);
-    recorder.calls.clear();
-    posted.clear();
-    QFile(root.filePath(QStringLiteral("three"))).open(QIODevice::WriteOnly);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls, QStringList{QStringLiteral("delegate:") + written}, 5000);
-    QVERIFY(posted.isEmpty());
-    NotificationCenter::workspaceCenter().removeObserver(observer);
-}
-
-void tst_VDKQueue::staysSilentForARemovedPath()
-{
-    QTemporaryDir root;
-    const QString removed = makeFolder(root, QStringLiteral("removed"));
-    const QString sentinel = makeFolder(root, QStringLiteral("sentinel"));
-    Recorder recorder;
-    const auto queue = VDKQueue::init();
-    queue->setDelegate(&recorder);
-    queue->addPath(removed, KernelEventQueue::NoteWrite);
-    queue->addPath(sentinel, KernelEventQueue::NoteWrite);
-    queue->removePath(removed);
-    queue->removePath(root.filePath(QStringLiteral("never added")));
-    QCOMPARE(queue->numberOfWatchedPaths(), 1);
-
-    QFile(removed + QStringLiteral("/file")).open(QIODevice::WriteOnly);
-    QFile(sentinel + QStringLiteral("/file")).open(QIODevice::WriteOnly);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls,
-                              QStringList{QStringLiteral("delegate:VDKQueueFileWrittenToNotification:") + sentinel}, 5000);
-}
-
-// A symbolic link and its target are one item to the kernel: both paths hear of its
-// changes, and removing one leaves the other watched.
-void tst_VDKQueue::followsBothPathsOfOneItem()
-{
-    QTemporaryDir root;
-    const QString target = makeFolder(root, QStringLiteral("target"));
-    const QString link = root.filePath(QStringLiteral("link"));
-    QVERIFY(QFile::link(target, link));
-    Recorder recorder;
-    const auto queue = VDKQueue::init();
-    queue->setDelegate(&recorder);
-    queue->addPath(target, KernelEventQueue::NoteWrite);
-    queue->addPath(link, KernelEventQueue::NoteWrite);
-    QCOMPARE(queue->numberOfWatchedPaths(), 2);
-
-    QFile(target + QStringLiteral("/one")).open(QIODevice::WriteOnly);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls.size(), 2, 5000);
-    QVERIFY(recorder.calls.contains(QStringLiteral("delegate:VDKQueueFileWrittenToNotification:") + link));
-
-    queue->removePath(target);
-    recorder.calls.clear();
-    QFile(target + QStringLiteral("/two")).open(QIODevice::WriteOnly);
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls,
-                              QStringList{QStringLiteral("delegate:VDKQueueFileWrittenToNotification:") + link}, 5000);
-}
-
-void tst_VDKQueue::startsItsThreadWithTheFirstWatchAndEndsItWhenDestroyed()
-{
-    QTemporaryDir root;
-    QCOMPARE(watcherThreads(), 0);
-    auto queue = VDKQueue::init();
-    queue->addPath(root.filePath(QStringLiteral("missing")));
-    queue->addPath(QString());
-    QCOMPARE(queue->numberOfWatchedPaths(), 0);
-    QCOMPARE(watcherThreads(), 0);
-
-    queue->addPath(root.path());
-    QCOMPARE(watcherThreads(), 1);
-    queue->removeAllPaths();
-    QCOMPARE(queue->numberOfWatchedPaths(), 0);
-    QCOMPARE(watcherThreads(), 1); // an empty queue keeps its thread
-
-    queue.reset();
-    QCOMPARE(watcherThreads(), 0);
-}
-
-void tst_VDKQueue::leavesNoDescriptorOrWatchBehind()
-{
-    QTemporaryDir root;
-    QStringList paths;
-    for (int i = 0; i < 100; ++i)
-        paths.append(TestSandbox::makeFile(root.filePath(QStringLiteral("file-%1").arg(i))));
-    const int descriptors = openDescriptors();
-    const int watches = kernelWatches();
-
-    auto queue = VDKQueue::init();
-    for (int cycle = 0; cycle < 100; ++cycle) {
-        for (const QString &path : std::as_const(paths))
-            queue->addPath(path);
-        QCOMPARE(queue->numberOfWatchedPaths(), 100);
-        if (cycle % 2 == 0) {
-            for (const QString &path : std::as_const(paths))
-                queue->removePath(path);
-        } else {
-            queue->removeAllPaths();
-        }
-        QCOMPARE(kernelWatches(), watches);
+        watch.destroyOnCall = true;
+        watch.make(u"other"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(watch.calls.size(), 4, 5000);
+        QVERIFY(!watch.queue);
+        TestSandbox::makeFile(sentinel.root.filePath(u"file"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(sentinel.calls.size(), 1, 5000);
+        QCOMPARE(watch.calls.size(), 4);
     }
-    queue->addPath(root.path());
-    queue.reset();
-    for (int i = 0; i < 50; ++i)
-        VDKQueue::init()->addPath(paths.first());
-    QCOMPARE(openDescriptors(), descriptors);
-    QCOMPARE(kernelWatches(), watches);
-}
 
-void tst_VDKQueue::dropsDeliveriesOfADestroyedQueue()
-{
-    QTemporaryDir root;
-    const QString sentinel = makeFolder(root, QStringLiteral("sentinel"));
-    Recorder recorder;
-    Recorder sentinelRecorder;
-    auto queue = VDKQueue::init();
-    const auto sentinelQueue = VDKQueue::init();
-    queue->setDelegate(&recorder);
-    sentinelQueue->setDelegate(&sentinelRecorder);
-    queue->addPath(root.path());
-    sentinelQueue->addPath(sentinel, KernelEventQueue::NoteWrite);
-    recorder.deleteOnCall = &queue;
+    void keepsTheFirstMaskAndForgetsRemovedPaths()
+    {
+        Watch watch;
+        const QString folder = watch.make(u"folder"_s);
+        const QString removed = watch.make(u"removed"_s);
+        watch.queue->addPath(folder, KernelEventQueue::NoteRename);
+        watch.queue->addPath(folder);
+        watch.queue->addPath(folder, KernelEventQueue::NoteWrite);
+        watch.queue->addPath(removed, KernelEventQueue::NoteWrite);
+        watch.queue->removePath(removed);
+        watch.queue->removePath(watch.root.filePath(u"never added"_s));
+        QCOMPARE(watch.queue->numberOfWatchedPaths(), 1);
 
-    // Three names for one event; the delegate destroys the queue at the first.
-    QDir(root.path()).mkdir(QStringLiteral("sub"));
-    QTRY_COMPARE_WITH_TIMEOUT(recorder.calls.size(), 1, 5000);
-    QVERIFY(!queue);
-    QFile(sentinel + QStringLiteral("/file")).open(QIODevice::WriteOnly);
-    QTRY_COMPARE_WITH_TIMEOUT(sentinelRecorder.calls.size(), 1, 5000);
-    QCOMPARE(recorder.calls.size(), 1);
-}
+        TestSandbox::makeFile(removed + u"/file"_s);
+        TestSandbox::makeFile(folder + u"/file"_s);
+        // The rename comes after both writes: once it is in, a write would be too.
+        QVERIFY(QDir(watch.root.path()).rename(u"folder"_s, u"renamed"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(watch.calls, QStringList{call(folder, VDKQueueFileRenamedNotification)}, 5000);
+    }
+
+    void postsNotificationsWithoutADelegateOrWhenAsked()
+    {
+        Watch watch;
+        const QString root = watch.root.path();
+        watch.queue->setDelegate(nullptr);
+        watch.queue->addPath(root, KernelEventQueue::NoteWrite);
+        NotificationCenter::workspaceCenter().addObserver(&watch, QString(), watch.queue.get(), [&](const Notification &posted) {
+            QCOMPARE(posted.sender, static_cast<const void *>(watch.queue.get()));
+            watch.calls.append(call(posted.userInfo.value(u"path"_s).toString(), posted.name, "center"));
+        });
+        TestSandbox::makeFile(root + u"/one"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(watch.calls, QStringList{call(root, VDKQueueFileWrittenToNotification, "center")}, 5000);
+
+        watch.queue->setDelegate(&watch);
+        watch.queue->setAlwaysPostNotifications(true);
+        watch.calls.clear();
+        TestSandbox::makeFile(root + u"/two"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(watch.calls, (QStringList{call(root), call(root, VDKQueueFileWrittenToNotification, "center")}), 5000);
+
+        // With a delegate and without the setting, only the delegate hears (the decision
+        // to post is made in the same turn as the delegate call).
+        watch.queue->setAlwaysPostNotifications(false);
+        watch.calls.clear();
+        TestSandbox::makeFile(root + u"/three"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(watch.calls, QStringList{call(root)}, 5000);
+        NotificationCenter::workspaceCenter().removeObserver(&watch);
+    }
+
+    // The thread starts with the first path actually watched, survives an emptied
+    // queue and ends with the queue; descriptors and kernel watches never pile up.
+    void ownsItsThreadDescriptorsAndWatches()
+    {
+        QTemporaryDir root;
+        QStringList paths;
+        for (int i = 0; i < 100; ++i)
+            paths.append(TestSandbox::makeFile(root.filePath(u"file-%1"_s.arg(i))));
+        // Every descriptor has one "pos:" line in its fdinfo.
+        const auto descriptors = [] { return countIn(u"/proc/self/fdinfo"_s, QString(), "pos:"); };
+        const int descriptorsBefore = descriptors();
+        const auto threads = [] { return countIn(u"/proc/self/task"_s, u"/comm"_s, "VDKQueue\n"); };
+        const auto watches = [] { return countIn(u"/proc/self/fdinfo"_s, QString(), "inotify wd:"); };
+        const int watchesBefore = watches();
+        QCOMPARE(threads(), 0);
+
+        auto queue = VDKQueue::init();
+        queue->addPath(root.filePath(u"missing"_s));
+        queue->addPath(QString());
+        QCOMPARE(queue->numberOfWatchedPaths(), 0);
+        QCOMPARE(threads(), 0);
+        for (int cycle = 0; cycle < 100; ++cycle) {
+            for (const QString &path : std::as_const(paths))
+                queue->addPath(path);
+            QCOMPARE(queue->numberOfWatchedPaths(), 100);
+            if (cycle % 2 == 0) {
+                for (const QString &path : std::as_const(paths))
+                    queue->removePath(path);
+            } else {
+                queue->removeAllPaths();
+            }
+            QCOMPARE(queue->numberOfWatchedPaths(), 0);
+            QCOMPARE(watches(), watchesBefore);
+        }
+        QCOMPARE(threads(), 1);
+        queue->addPath(root.path());
+        queue.reset();
+        QCOMPARE(threads(), 0);
+        for (int i = 0; i < 50; ++i)
+            VDKQueue::init()->addPath(paths.first());
+        QCOMPARE(descriptors(), descriptorsBefore);
+        QCOMPARE(watches(), watchesBefore);
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_VDKQueue)
 #include "tst_VDKQueue.moc"
