@@ -7,7 +7,6 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QFileInfo>
 #include <QSet>
 #include <QTest>
@@ -26,6 +25,11 @@ int gatheredBundles(const RichNotificationWC &window)
             bundles.insert(path.path());
     }
     return int(bundles.size());
+}
+
+int entriesOf(const QString &folder)
+{
+    return int(QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
 }
 
 } // namespace
@@ -58,36 +62,29 @@ AgentLoad::AgentLoad(const TestSandbox &sandbox)
     // A notification is shown again for every application it gathers; a gathering
     // begins with the first.
     QObject::connect(window, &RichNotificationWC::notificationShown, window, [this, window] {
-        if (window->otherAppCount() == 0)
-            ++m_shown;
+        m_shown += window->otherAppCount() == 0 ? 1 : 0;
     });
     // The main application's exclusion that keeps the sentinels out of the window.
-    const QString command =
-        FileMessage::CreateMessageForHelperToExcludeRemovedPaths({QStringLiteral("/Applications/") + kSentinelPrefix + QStringLiteral(".app")})
-            .saveToFile();
-    m_delegate->application(nullptr, command);
+    m_delegate->application(nullptr, FileMessage::CreateMessageForHelperToExcludeRemovedPaths(
+                                         {QStringLiteral("/Applications/%1.app").arg(kSentinelPrefix)})
+                                         .saveToFile());
 }
 
 AgentLoad::~AgentLoad() = default;
 
-AppDelegate &AgentLoad::delegate()
-{
-    return *m_delegate;
-}
-
 QString AgentLoad::makeApp(const QString &folder, const QString &name) const
 {
-    const QString path = m_sandbox.path(folder + QLatin1Char('/') + name + QStringLiteral(".app"));
+    const QString path = m_sandbox.path(QStringLiteral("%1/%2.app").arg(folder, name));
     const QString identifier = QStringLiteral("com.example.load.") + name;
     TestSandbox::makeApp(path, identifier, name);
     TestSandbox::makeFile(path + QStringLiteral("/Contents/MacOS/") + name, 4096);
-    TestSandbox::makeFile(m_sandbox.path(QStringLiteral("Library/Caches/") + identifier + QStringLiteral("/cache.db")), 1024);
+    TestSandbox::makeFile(m_sandbox.path(QStringLiteral("Library/Caches/%1/cache.db").arg(identifier)), 1024);
     return path;
 }
 
+// As a file manager does, the Trash folders are made again when they are missing.
 QString AgentLoad::moveToTrash(const QString &path) const
 {
-    // As a file manager does, the Trash folders are made again when they are missing.
     const QString trashed = m_sandbox.trash() + QLatin1Char('/') + QFileInfo(path).fileName();
     return QDir().rename(path, trashed) ? trashed : QString();
 }
@@ -95,6 +92,18 @@ QString AgentLoad::moveToTrash(const QString &path) const
 bool AgentLoad::waitForReport(const QString &trashedPath, int timeoutMs) const
 {
     return !trashedPath.isNull() && QTest::qWaitFor([&] { return m_reports.value(trashedPath) > 0; }, timeoutMs);
+}
+
+bool AgentLoad::waitUntilShown(int bundles, int timeoutMs)
+{
+    RichNotificationWC *window = m_delegate->notificationController();
+    return QTest::qWaitFor([&] { return window->isActive() && gatheredBundles(*window) == bundles; }, timeoutMs);
+}
+
+void AgentLoad::closeWindow()
+{
+    if (m_delegate->notificationController()->isActive())
+        m_delegate->notificationController()->closeButton()->click();
 }
 
 AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
@@ -106,7 +115,6 @@ AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
         built << makeApp(staging, QStringLiteral("App%1x%2").arg(number).arg(i));
     const QString sentinel = makeApp(staging, kSentinelPrefix + QString::number(number));
 
-    RichNotificationWC *window = m_delegate->notificationController();
     const int shownBefore = m_shown;
     Burst burst;
     QStringList trashed;
@@ -116,56 +124,38 @@ AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
         trashed << moveToTrash(path);
         burst.moved += trashed.constLast().isNull() ? 0 : 1;
     }
-    burst.complete = QTest::qWaitFor([&] { return window->isActive() && gatheredBundles(*window) == burst.moved; }, timeoutMs);
+    burst.complete = waitUntilShown(burst.moved, timeoutMs);
     burst.milliseconds = clock.elapsed();
     burst.complete = waitForReport(moveToTrash(sentinel), timeoutMs) && burst.complete;
 
-    burst.gathered = gatheredBundles(*window);
+    burst.gathered = gatheredBundles(*m_delegate->notificationController());
     burst.gatherings = m_shown - shownBefore;
     for (const QString &path : std::as_const(trashed)) {
         const int reports = m_reports.value(path);
         burst.reported += reports > 0 ? 1 : 0;
-        burst.extraReports += reports > 1 ? reports - 1 : 0;
+        burst.extraReports += std::max(reports - 1, 0);
     }
-    if (window->isActive())
-        window->closeButton()->click();
+    closeWindow();
     return burst;
 }
 
 bool AgentLoad::isShownWhenTrashed(const QString &name, int timeoutMs)
 {
-    RichNotificationWC *window = m_delegate->notificationController();
-    if (window->isActive())
-        window->closeButton()->click();
-    const QString trashed = moveToTrash(makeApp(QStringLiteral("Downloads/single"), name));
-    const bool shown = waitForReport(trashed, timeoutMs) &&
-                       QTest::qWaitFor([&] { return window->isActive() && gatheredBundles(*window) == 1; }, timeoutMs);
-    if (window->isActive())
-        window->closeButton()->click();
+    closeWindow();
+    const bool shown = waitForReport(moveToTrash(makeApp(QStringLiteral("Downloads/single"), name)), timeoutMs) &&
+                       waitUntilShown(1, timeoutMs);
+    closeWindow();
     return shown;
 }
 
+// Files of /proc have no size, so the whole text is read rather than line by line.
 qint64 AgentLoad::residentKilobytes()
 {
     QFile status(QStringLiteral("/proc/self/status"));
-    // Files of /proc have no size, so the whole text is read rather than line by line.
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return -1;
+    const QByteArray text = status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
+    const qsizetype at = text.indexOf("VmRSS:");
+    return at < 0 ? -1 : text.mid(at + 6, text.indexOf('\n', at) - at - 6).trimmed().split(' ').first().toLongLong();
 }
-
-namespace {
-
-int entriesOf(const QString &folder)
-{
-    return int(QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
-}
-
-} // namespace
 
 int AgentLoad::openDescriptors()
 {

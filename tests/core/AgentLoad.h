@@ -4,7 +4,6 @@
 
 #include <QHash>
 #include <QString>
-#include <QStringList>
 
 #include <memory>
 
@@ -36,8 +35,7 @@ public:
 
     explicit AgentLoad(const TestSandbox &sandbox);
     ~AgentLoad();
-    AgentLoad(const AgentLoad &) = delete;
-    AgentLoad &operator=(const AgentLoad &) = delete;
+    Q_DISABLE_COPY(AgentLoad)
 
     // Moves `size` new bundles into the Trash at once and waits for the notification
     // to hold them all (at most timeoutMs), then for the sentinel; closes the
@@ -46,14 +44,9 @@ public:
     // Moves one bundle in and tells whether it was reported and shown.
     bool isShownWhenTrashed(const QString &name, int timeoutMs);
 
-    AppDelegate &delegate();
-    int reportsOf(const QString &path) const { return m_reports.value(path); }
-
-    // Resident memory of this process (VmRSS), in kilobytes.
+    // Resident memory (VmRSS, in kilobytes), open descriptors and threads of this process.
     static qint64 residentKilobytes();
-    // Descriptors this process holds open.
     static int openDescriptors();
-    // Threads of this process.
     static int threadCount();
 
 private:
@@ -62,6 +55,8 @@ private:
     QString makeApp(const QString &folder, const QString &name) const;
     QString moveToTrash(const QString &path) const;
     bool waitForReport(const QString &trashedPath, int timeoutMs) const;
+    bool waitUntilShown(int bundles, int timeoutMs);
+    void closeWindow();
 
     const TestSandbox &m_sandbox;
     std::unique_ptr<CountingDelegate> m_delegate;

@@ -5,145 +5,115 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <csignal>
-
+using namespace Qt::StringLiterals;
 using Mode = HelperCommandLine::Mode;
 
 class tst_HelperCommandLine : public QObject
 {
     Q_OBJECT
-private Q_SLOTS:
-    void choosesTheJob_data();
-    void choosesTheJob();
-    void theHelperAnswersFromOutside();
-    void theAgentQuitsCleanlyOnSigterm();
-    void switchesTheLoginItem();
-    void laterStartsHandCommandFilesToTheAgent();
-};
+    QTemporaryDir m_home;
+    QTemporaryDir m_runtime;
 
-void tst_HelperCommandLine::choosesTheJob_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("mode");
-    QTest::newRow("agent") << QStringList{} << int(Mode::Agent);
-    QTest::newRow("help") << QStringList{"--help"} << int(Mode::Help);
-    QTest::newRow("version") << QStringList{"-v"} << int(Mode::Version);
-    QTest::newRow("list") << QStringList{"--home", "/h", "--list-remains", "/x/Foo.app"} << int(Mode::ListRemains);
-    QTest::newRow("login on") << QStringList{"--enable-login-item"} << int(Mode::EnableLoginItem);
-    QTest::newRow("login off") << QStringList{"--disable-login-item"} << int(Mode::DisableLoginItem);
-    QTest::newRow("both login") << QStringList{"--enable-login-item", "--disable-login-item"} << int(Mode::Error);
-    QTest::newRow("unknown") << QStringList{"--frobnicate"} << int(Mode::Error);
-    QTest::newRow("empty home") << QStringList{"--home", ""} << int(Mode::Error);
-    QTest::newRow("files") << QStringList{"a.msgfortwhelp", "b"} << int(Mode::Agent);
-}
-
-void tst_HelperCommandLine::choosesTheJob()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(int, mode);
-    const auto parsed = HelperCommandLine::parse(QStringList{QStringLiteral("tarnwick-helper")} + arguments);
-    QCOMPARE(int(parsed.mode()), mode);
-    if (parsed.mode() == Mode::ListRemains) {
-        QCOMPARE(parsed.home(), QStringLiteral("/h"));
-        QCOMPARE(parsed.remainsOf(), QStringLiteral("/x/Foo.app"));
+    // Runs a program to its end in the test's runtime folder; its exit code and output.
+    struct Run
+    {
+        int exitCode = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+    Run run(const QString &program, const QStringList &arguments) const
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment());
+        process.start(program, arguments);
+        const bool finished = process.waitForFinished(30000);
+        return {finished ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
     }
-    if (QTest::currentDataTag() == QLatin1String("files"))
-        QCOMPARE(parsed.files(), (QStringList{QStringLiteral("a.msgfortwhelp"), QStringLiteral("b")}));
-    if (parsed.mode() == Mode::Error)
-        QVERIFY(!parsed.errorText().isEmpty());
-}
+    Run helper(const QStringList &arguments) const { return run(QStringLiteral(TW_HELPER_EXECUTABLE), arguments); }
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"XDG_RUNTIME_DIR"_s, m_runtime.path());
+        return environment;
+    }
 
-void tst_HelperCommandLine::theHelperAnswersFromOutside()
-{
-    QProcess helper;
-    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--version")});
-    QVERIFY(helper.waitForFinished(30000));
-    QCOMPARE(helper.exitCode(), 0);
-    QVERIFY(helper.readAllStandardOutput().startsWith("tarnwick-helper "));
+private Q_SLOTS:
+    void choosesTheJob_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<Mode>("mode");
+        QTest::newRow("agent") << QStringList{} << Mode::Agent;
+        QTest::newRow("help") << QStringList{"--help"} << Mode::Help;
+        QTest::newRow("version") << QStringList{"-v"} << Mode::Version;
+        QTest::newRow("list") << QStringList{"--home", "/h", "--list-remains", "/x/Foo.app"} << Mode::ListRemains;
+        QTest::newRow("login on") << QStringList{"--enable-login-item"} << Mode::EnableLoginItem;
+        QTest::newRow("login off") << QStringList{"--disable-login-item"} << Mode::DisableLoginItem;
+        QTest::newRow("both login") << QStringList{"--enable-login-item", "--disable-login-item"} << Mode::Error;
+        QTest::newRow("unknown") << QStringList{"--frobnicate"} << Mode::Error;
+        QTest::newRow("empty home") << QStringList{"--home", ""} << Mode::Error;
+        QTest::newRow("files") << QStringList{"a.msgfortwhelp", "b"} << Mode::Agent;
+    }
+    void choosesTheJob()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(Mode, mode);
+        const auto parsed = HelperCommandLine::parse(QStringList{u"tarnwick-helper"_s} + arguments);
+        QCOMPARE(parsed.mode(), mode);
+        QCOMPARE(parsed.mode() == Mode::Error, !parsed.errorText().isEmpty());
+        if (mode == Mode::ListRemains)
+            QVERIFY(parsed.home() == u"/h"_s && parsed.remainsOf() == u"/x/Foo.app"_s);
+        if (QTest::currentDataTag() == "files"_L1)
+            QCOMPARE(parsed.files(), arguments);
+    }
 
-    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--help")});
-    QVERIFY(helper.waitForFinished(30000));
-    const QByteArray help = helper.readAllStandardOutput();
-    QVERIFY(help.contains("Usage: tarnwick-helper"));
-    QVERIFY(help.contains("--home"));
+    // The built program: its answers, its login item (quoted: the bundle's folder name
+    // has a space), and a failure for what it does not understand.
+    void theHelperAnswersFromOutside()
+    {
+        QVERIFY(helper({u"--version"_s}).out.startsWith("tarnwick-helper "));
+        const QByteArray help = helper({u"--help"_s}).out;
+        QVERIFY(help.contains("Usage: tarnwick-helper") && help.contains("--home"));
+        const Run unknown = helper({u"--no-such-option"_s});
+        QVERIFY(unknown.exitCode == 2 && unknown.err.contains("no-such-option"));
 
-    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--no-such-option")});
-    QVERIFY(helper.waitForFinished(30000));
-    QCOMPARE(helper.exitCode(), 2);
-    QVERIFY(helper.readAllStandardError().contains("no-such-option"));
-}
+        const QString entry = m_home.filePath(u".config/autostart/com.corbelle.Tarnwick-HelperS.desktop"_s);
+        QCOMPARE(helper({u"--home"_s, m_home.path(), u"--enable-login-item"_s}).exitCode, 0);
+        QFile file(entry);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray text = file.readAll();
+        QVERIFY2(text.contains("Exec=\"" + QFile::encodeName(QStringLiteral(TW_HELPER_EXECUTABLE)) + "\""), text.constData());
+        QVERIFY(text.contains("Type=Application"));
+        QCOMPARE(helper({u"--home"_s, m_home.path(), u"--disable-login-item"_s}).exitCode, 0);
+        QVERIFY(!QFileInfo::exists(entry));
+    }
 
-void tst_HelperCommandLine::theAgentQuitsCleanlyOnSigterm()
-{
-    QTemporaryDir home;
-    QProcess helper;
-    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path()});
-    QVERIFY(helper.waitForStarted());
-    QByteArray output;
-    QTRY_VERIFY_WITH_TIMEOUT((output += helper.readAllStandardOutput()).contains("watching"), 30000);
-    QVERIFY(QFileInfo(home.filePath(QStringLiteral(".local/share/Trash/files"))).isDir());
-    ::kill(static_cast<pid_t>(helper.processId()), SIGTERM);
-    QVERIFY(helper.waitForFinished(30000));
-    QCOMPARE(helper.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(helper.exitCode(), 0);
-}
+    // The agent makes its Trash and watches it; the main application's side writes a
+    // command file and opens it with the helper, and the new start passes it to the
+    // running agent, which reads and consumes it. A second agent for the same user does
+    // not start; the first quits cleanly on SIGTERM.
+    void theAgentTakesLaterStartsAndQuitsOnSigterm()
+    {
+        QProcess agent;
+        agent.setProcessEnvironment(environment());
+        agent.start(QStringLiteral(TW_HELPER_EXECUTABLE), {u"--home"_s, m_home.path()});
+        QByteArray output;
+        QTRY_VERIFY_WITH_TIMEOUT((output += agent.readAllStandardOutput()).contains("watching"), 30000);
+        QVERIFY(QFileInfo(m_home.filePath(u".local/share/Trash/files"_s)).isDir());
 
-void tst_HelperCommandLine::switchesTheLoginItem()
-{
-    QTemporaryDir home;
-    const QString entry = home.filePath(QStringLiteral(".config/autostart/com.corbelle.Tarnwick-HelperS.desktop"));
-    QProcess helper;
-    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path(), QStringLiteral("--enable-login-item")});
-    QVERIFY(helper.waitForFinished(30000));
-    QCOMPARE(helper.exitCode(), 0);
-    QFile file(entry);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray text = file.readAll();
-    // The bundle's folder name has a space: the path is quoted for the desktop.
-    QVERIFY2(text.contains("Exec=\"" + QFile::encodeName(QStringLiteral(TW_HELPER_EXECUTABLE)) + "\""), text.constData());
-    QVERIFY(text.contains("Type=Application"));
+        const Run sender = run(QStringLiteral(TW_TARNWICK_MSG), {u"exclude"_s, u"/Applications/Foo.app"_s});
+        QCOMPARE(sender.exitCode, 0);
+        const QString file = QString::fromUtf8(sender.out).trimmed();
+        QVERIFY2(file.endsWith(u".msgfortwhelp"_s), qPrintable(file));
+        QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(file), 30000);
 
-    helper.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path(), QStringLiteral("--disable-login-item")});
-    QVERIFY(helper.waitForFinished(30000));
-    QCOMPARE(helper.exitCode(), 0);
-    QVERIFY(!QFileInfo::exists(entry));
-}
+        const Run second = helper({u"--home"_s, m_home.path()});
+        QVERIFY(second.exitCode == 0 && second.err.contains("already running"));
 
-void tst_HelperCommandLine::laterStartsHandCommandFilesToTheAgent()
-{
-    QTemporaryDir home;
-    QTemporaryDir runtime;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
-    QProcess agent;
-    agent.setProcessEnvironment(environment);
-    agent.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path()});
-    QByteArray output;
-    QTRY_VERIFY_WITH_TIMEOUT((output += agent.readAllStandardOutput()).contains("watching"), 30000);
-
-    // The main application's side writes a command file and opens it with the helper;
-    // the new start passes it to the running agent, which reads and consumes it.
-    QProcess sender;
-    sender.setProcessEnvironment(environment);
-    sender.start(QStringLiteral(TW_TARNWICK_MSG), {QStringLiteral("exclude"), QStringLiteral("/Applications/Foo.app")});
-    QVERIFY(sender.waitForFinished(30000));
-    QCOMPARE(sender.exitCode(), 0);
-    const QString file = QString::fromUtf8(sender.readAllStandardOutput()).trimmed();
-    QVERIFY2(file.endsWith(QStringLiteral(".msgfortwhelp")), qPrintable(file));
-    QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(file), 30000);
-
-    // A second agent for the same user does not start.
-    QProcess second;
-    second.setProcessEnvironment(environment);
-    second.start(QStringLiteral(TW_HELPER_EXECUTABLE), {QStringLiteral("--home"), home.path()});
-    QVERIFY(second.waitForFinished(30000));
-    QCOMPARE(second.exitCode(), 0);
-    QVERIFY(second.readAllStandardError().contains("already running"));
-
-    agent.terminate();
-    QVERIFY(agent.waitForFinished(30000));
-    QCOMPARE(agent.exitCode(), 0);
-}
+        agent.terminate();
+        QVERIFY(agent.waitForFinished(30000));
+        QVERIFY(agent.exitStatus() == QProcess::NormalExit && agent.exitCode() == 0);
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_HelperCommandLine)
 #include "tst_HelperCommandLine.moc"

@@ -4,74 +4,51 @@
 #include <QDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 class tst_PathsGenerator : public QObject
 {
     Q_OBJECT
-private Q_SLOTS:
-    void initTestCase();
-    void derivesEveryFolderFromTheHome();
-    void joinsPathComponents();
-    void expandsOnlyATildeWithSlash();
-    void testsTrashMembershipByFolder();
-
-private:
     std::unique_ptr<TestSandbox> m_sandbox;
+
+private Q_SLOTS:
+    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+
+    // The Trash is the freedesktop one and exists once it has been looked up; the
+    // support folder is made only when a folder in it is asked for.
+    void derivesEveryFolderFromTheHome()
+    {
+        const PathsGenerator &paths = PathsGenerator::GetInstance();
+        const QString home = m_sandbox->home();
+        QCOMPARE(paths.getHomeDirectory(), home);
+        QCOMPARE(paths.buildUserApplicationsDirectory(), home + u"/Applications"_s);
+        QCOMPARE(paths.buildUserApplicationSupportDirectory(), home + u"/Library/Application Support"_s);
+        QCOMPARE(paths.buildTrashDirectory(), home + u"/.local/share/Trash/files"_s);
+        QVERIFY(QFileInfo(paths.buildTrashDirectory()).isDir());
+        const QString support = home + u"/.local/share/com.corbelle.Tarnwick-HelperS"_s;
+        QCOMPARE(paths.buildApplicationFolderPathInApplicationSupport(), support);
+        QVERIFY(!QFileInfo::exists(support));
+        QCOMPARE(paths.buildFolderInApplicationSupportWithName(u"Logs"_s), support + u"/Logs"_s);
+        QVERIFY(QFileInfo(support + u"/Logs"_s).isDir());
+    }
+
+    // Joined with one separator; a tilde is expanded only as "~/"; the Trash holds what
+    // lies below it, not itself nor a folder named like it.
+    void joinsExpandsAndTestsPaths()
+    {
+        QCOMPARE(PathsGenerator::joinPath(u"/Users/a"_s, u"/Applications"_s), u"/Users/a/Applications"_s);
+        QCOMPARE(PathsGenerator::joinPath(u"/Users/a/"_s, u"Library"_s), u"/Users/a/Library"_s);
+        QCOMPARE(PathsGenerator::joinPath(u"/"_s, u"x"_s), u"/x"_s);
+        QVERIFY(PathsGenerator::joinPath(u"/a"_s, QString()) == u"/a"_s && PathsGenerator::joinPath(QString(), u"b"_s) == u"b"_s);
+        const PathsGenerator &paths = PathsGenerator::GetInstance();
+        QCOMPARE(paths.expandTildeInPath(u"~/Library/Caches"_s), m_sandbox->home() + u"/Library/Caches"_s);
+        for (const QString &kept : {u"~"_s, u"~user/x"_s, u"/abs/~/x"_s})
+            QCOMPARE(paths.expandTildeInPath(kept), kept);
+        const QString trash = paths.buildTrashDirectory();
+        QVERIFY(paths.pathInTrash(trash + u"/Foo.app"_s) && !paths.pathInTrash(trash));
+        QVERIFY(!paths.pathInTrash(trash + u"-other/Foo.app"_s) && !paths.pathInTrash(QString()));
+    }
 };
-
-void tst_PathsGenerator::initTestCase()
-{
-    m_sandbox = std::make_unique<TestSandbox>();
-}
-
-void tst_PathsGenerator::derivesEveryFolderFromTheHome()
-{
-    const PathsGenerator &paths = PathsGenerator::GetInstance();
-    const QString home = m_sandbox->home();
-    QCOMPARE(paths.getHomeDirectory(), home);
-    QVERIFY(!paths.userName().isEmpty());
-    QCOMPARE(paths.buildUserApplicationsDirectory(), home + QStringLiteral("/Applications"));
-    QCOMPARE(paths.buildUserDownloadsDirectory(), home + QStringLiteral("/Downloads"));
-    QCOMPARE(paths.buildUserLibraryDirectory(), home + QStringLiteral("/Library"));
-    QCOMPARE(paths.buildUserApplicationSupportDirectory(), home + QStringLiteral("/Library/Application Support"));
-    QCOMPARE(paths.buildUserPreferencePanesDirectory(), home + QStringLiteral("/Library/PreferencePanes"));
-    // The Trash is the freedesktop one, and exists once it has been looked up.
-    QCOMPARE(paths.buildTrashDirectory(), home + QStringLiteral("/.local/share/Trash/files"));
-    QVERIFY(QFileInfo(paths.buildTrashDirectory()).isDir());
-
-    const QString support = home + QStringLiteral("/.local/share/com.corbelle.Tarnwick-HelperS");
-    QCOMPARE(paths.buildApplicationFolderPathInApplicationSupport(), support);
-    QVERIFY(!QFileInfo::exists(support));
-    QCOMPARE(paths.buildFolderInApplicationSupportWithName(QStringLiteral("Logs")), support + QStringLiteral("/Logs"));
-    QVERIFY(QFileInfo(support + QStringLiteral("/Logs")).isDir());
-}
-
-void tst_PathsGenerator::joinsPathComponents()
-{
-    QCOMPARE(PathsGenerator::joinPath(QStringLiteral("/Users/a"), QStringLiteral("/Applications")), QStringLiteral("/Users/a/Applications"));
-    QCOMPARE(PathsGenerator::joinPath(QStringLiteral("/Users/a/"), QStringLiteral("Library")), QStringLiteral("/Users/a/Library"));
-    QCOMPARE(PathsGenerator::joinPath(QStringLiteral("/"), QStringLiteral("x")), QStringLiteral("/x"));
-    QCOMPARE(PathsGenerator::joinPath(QStringLiteral("/a"), QString()), QStringLiteral("/a"));
-    QCOMPARE(PathsGenerator::joinPath(QString(), QStringLiteral("b")), QStringLiteral("b"));
-}
-
-void tst_PathsGenerator::expandsOnlyATildeWithSlash()
-{
-    const PathsGenerator &paths = PathsGenerator::GetInstance();
-    QCOMPARE(paths.expandTildeInPath(QStringLiteral("~/Library/Caches")), m_sandbox->home() + QStringLiteral("/Library/Caches"));
-    QCOMPARE(paths.expandTildeInPath(QStringLiteral("~")), QStringLiteral("~"));
-    QCOMPARE(paths.expandTildeInPath(QStringLiteral("~user/x")), QStringLiteral("~user/x"));
-    QCOMPARE(paths.expandTildeInPath(QStringLiteral("/abs/~/x")), QStringLiteral("/abs/~/x"));
-}
-
-void tst_PathsGenerator::testsTrashMembershipByFolder()
-{
-    const PathsGenerator &paths = PathsGenerator::GetInstance();
-    const QString trash = paths.buildTrashDirectory();
-    QVERIFY(paths.pathInTrash(trash + QStringLiteral("/Foo.app")));
-    QVERIFY(!paths.pathInTrash(trash));
-    QVERIFY(!paths.pathInTrash(trash + QStringLiteral("-other/Foo.app")));
-    QVERIFY(!paths.pathInTrash(QString()));
-}
 
 QTEST_GUILESS_MAIN(tst_PathsGenerator)
 #include "tst_PathsGenerator.moc"
