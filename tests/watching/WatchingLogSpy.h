@@ -20,7 +20,6 @@ public:
         QLoggingCategory::setFilterRules(QString());
         qInstallMessageHandler(s_previous);
     }
-    Q_DISABLE_COPY(WatchingLogSpy)
 
     // The messages that hold the text.
     int count(const QString &text) const { return int(s_messages.filter(text).size()); }
