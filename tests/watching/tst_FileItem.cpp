@@ -91,6 +91,10 @@ private Q_SLOTS:
         QVERIFY(child(u"dirLink"_s)->isSymLink() && !child(u"dirLink"_s)->isDir() && !child(u"dirLink"_s)->getChildren());
         QVERIFY(child(u"dangling"_s)->isExist() && !child(u"dangling"_s)->isDir());
         QVERIFY(child(u"Tool.app"_s)->isPackage() && child(u"Tool.app"_s)->isDir() && !child(u"Tool.app"_s)->getChildren());
+        // A node holding no children (a file, a folder not entered) adopts nobody, and
+        // without a parent no node is made (it would be gone at once).
+        for (FileItem *parent : {child(u"file"_s), child(u"dirLink"_s), static_cast<FileItem *>(nullptr)})
+            QVERIFY(!FileItem::createTreeForPath(path(u"a/b"_s), 0, parent, u"b"_s));
         QCOMPARE(at(all.get(), u"a/b/c/file"_s)->buildFullPath(), path(u"a/b/c/file"_s));
         QVERIFY(!FileItem::createTreeForPath(path(u"missing"_s)) && !FileItem::createTreeForPath(QString()));
         QCOMPARE(FileItem::createTreeForPath(u"/"_s, 0)->getNameWithExt(), u"/"_s);
