@@ -25,9 +25,8 @@ private Q_SLOTS:
         const QString beside = TestSandbox::makeApp(outer + u"/Inner.app"_s, u"com.example.Inner"_s);
         const QString pane = m_sandbox->trash() + u"/Tools.PrefPane"_s;
         const QString tool = TestSandbox::makeApp(pane + u"/Contents/Tool.app"_s, u"com.example.Tool"_s);
-        QVERIFY(Utils::isApplicationAtPath(outer) && Utils::isApplicationAtURL(QUrl::fromLocalFile(outer)));
+        QVERIFY(Utils::isApplicationAtPath(outer));
         QVERIFY(!Utils::isApplicationAtPath(m_sandbox->trash()) && !Utils::isApplicationAtPath(QString()));
-        QVERIFY(!Utils::isApplicationAtURL(QUrl(u"https://example.com/Foo.app"_s)));
 
         QCOMPARE(Utils::parentBundlePathForPath(nested), outer);
         QCOMPARE(ParentFolder::parentBundlePath(nested), outer);
