@@ -1,10 +1,14 @@
+#include "notification/Tag.h"
 #include "notification/TagScanner.h"
 
 #include "support/TestSandbox.h"
 
 #include <QTest>
 
-#include <memory>
+#include <optional>
+
+using Attributes = QMap<QString, QString>;
+using Tags = QList<TagInfo>;
 
 namespace {
 
@@ -13,120 +17,125 @@ TagScanner::Result scanWithBr(const QString &markup)
     return TagScanner::scan(markup, {TagTransformer::brTransformer()});
 }
 
-TagInfo info(const QString &name, qsizetype location, qsizetype length)
+TagInfo info(const QString &name, qsizetype location, qsizetype length, const Attributes &attributes = {})
 {
-    return {Tag{name, {}}, {location, length}};
+    return {Tag{name, attributes}, {location, length}};
 }
 
 } // namespace
 
+// The tag reader and the scanner built on it: markup in, the plain text and the ranges
+// of properly closed tags out.
 class tst_TagScanner : public QObject
 {
     Q_OBJECT
+    std::optional<TestSandbox> m_sandbox;
+
 private Q_SLOTS:
-    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
-    void outputText_data();
-    void outputText();
-    void rangesOfClosedTags_data();
-    void rangesOfClosedTags();
-    void transformersMatchNameAndType();
-    void longHostileInputsStayLinear();
+    void initTestCase() { m_sandbox.emplace(); }
 
-private:
-    std::unique_ptr<TestSandbox> m_sandbox;
+    void parsesTag_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("name"); // null: no tag at all
+        QTest::addColumn<Attributes>("attributes");
+        QTest::newRow("bare name") << "b" << "b" << Attributes{};
+        QTest::newRow("white space before the name") << " \n b" << "b" << Attributes{};
+        QTest::newRow("non-Latin letters and digits") << "größe2" << "größe2" << Attributes{};
+        QTest::newRow("name ends at a non-alphanumeric") << "br/" << "br" << Attributes{};
+        QTest::newRow("several attributes, &quot; in a value")
+            << "a x=\"1\" t=\"say &quot;hi&quot;\"" << "a" << Attributes{{"x", "1"}, {"t", "say \"hi\""}};
+        QTest::newRow("later attribute wins, even empty") << "a t=\"1\" t=\"\"" << "a" << Attributes{{"t", ""}};
+        QTest::newRow("unquoted value stops reading") << "a x=\"1\" y=2 z=\"3\"" << "a" << Attributes{{"x", "1"}};
+        QTest::newRow("single quotes are not quotes") << "a x='1'" << "a" << Attributes{};
+        QTest::newRow("unterminated value") << "a x=\"1" << "a" << Attributes{};
+        QTest::newRow("empty") << "" << QString() << Attributes{};
+        QTest::newRow("no letter first") << "-x" << QString() << Attributes{};
+    }
+
+    void parsesTag()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, name);
+        QFETCH(Attributes, attributes);
+        const auto tag = Tag::parse(text);
+        QCOMPARE(tag.has_value(), !name.isNull());
+        if (tag)
+            QCOMPARE(*tag, (Tag{name, attributes}));
+    }
+
+    void scan_data()
+    {
+        QTest::addColumn<QString>("markup");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<Tags>("tags");
+        QTest::newRow("one tag") << "a<b>bold</b>c" << "aboldc" << Tags{info("b", 1, 4)};
+        QTest::newRow("attributes do not reach the text")
+            << "<a href=\"x\">link</a>" << "link" << Tags{info("a", 0, 4, {{"href", "x"}})};
+        QTest::newRow("the five entities") << "&quot;&apos;&lt;&gt;&amp;" << "\"'<>&" << Tags{};
+        QTest::newRow("entities decode once") << "&amp;lt;" << "&lt;" << Tags{};
+        // Unknown, empty, numeric and upper-case entities all vanish.
+        QTest::newRow("other entities vanish") << "a&nbsp;b&;c&#60;d&AMP;e" << "abcde" << Tags{};
+        QTest::newRow("unterminated entity takes the rest") << "AT&T rocks" << "AT" << Tags{};
+        QTest::newRow("br, self-closing or spaced") << "a<br>b<br/>c<br />d" << "a\nb\nc\nd" << Tags{};
+        QTest::newRow("BR and </br> add nothing") << "a<BR>b</br>c" << "abc" << Tags{};
+        QTest::newRow("empty tag text keeps the >, a nameless tag vanishes") << "a<>b<->c" << "a>bc" << Tags{};
+        QTest::newRow("unterminated tag takes the rest") << "x <b>y</b> 1 < 2" << "x y 1 " << Tags{info("b", 2, 1)};
+        QTest::newRow("lone < at the end") << "x<" << "x" << Tags{};
+        QTest::newRow("quotes, > and line breaks stay") << "a > \"b\" 'c'\nd\r\n" << "a > \"b\" 'c'\nd\r\n" << Tags{};
+        QTest::newRow("empty") << "" << "" << Tags{};
+        QTest::newRow("inner range first") << "<b><i>x</i></b>" << "x" << Tags{info("i", 0, 1), info("b", 0, 1)};
+        QTest::newRow("end tag without start") << "x</b>y" << "xy" << Tags{};
+        QTest::newRow("start tag never closed") << "x<b>y" << "xy" << Tags{};
+        QTest::newRow("names are case-sensitive") << "<B>x</b>" << "x" << Tags{};
+        QTest::newRow("same name nested") << "<b>a<b>b</b>c</b>" << "abc" << Tags{info("b", 1, 1), info("b", 0, 3)};
+        QTest::newRow("improper nesting leaves the inner tag open")
+            << "<b><i>x</b>y</i>" << "xy" << Tags{info("b", 0, 1), info("i", 0, 2)};
+        QTest::newRow("br inside a range counts") << "<b>a<br>b</b>" << "a\nb" << Tags{info("b", 0, 3)};
+        QTest::newRow("empty range") << "a<b></b>c" << "ac" << Tags{info("b", 1, 0)};
+        QTest::newRow("entities count once") << "&lt;<b>&amp;</b>" << "<&" << Tags{info("b", 1, 1)};
+    }
+
+    void scan()
+    {
+        QFETCH(QString, markup);
+        QFETCH(QString, text);
+        QFETCH(Tags, tags);
+        const auto result = scanWithBr(markup);
+        QCOMPARE(result.string, text);
+        QCOMPARE(result.tags, tags);
+    }
+
+    void transformersMatchNameAndType()
+    {
+        const QList<TagTransformer> transformers{
+            {"li", TagType::start, [](const Tag &) { return QStringLiteral("* "); }},
+            {"li", TagType::end, [](const Tag &) { return QStringLiteral(";"); }},
+            {"v", TagType::start, [](const Tag &tag) { return tag.attributes.value("say"); }},
+        };
+        const auto result = TagScanner::scan(u"<li>a</li><li>b</li><v say=\"hi\"/>", transformers);
+        QCOMPARE(result.string, QStringLiteral("* a;* b;hi"));
+        // A start transformer's text lies inside the tag's range, an end transformer's after it.
+        QCOMPARE(result.tags, (Tags{info("li", 0, 3), info("li", 4, 3)}));
+    }
+
+    // Hostile input must neither recurse nor go quadratic; the test's time-out guards it.
+    void longHostileInputsStayLinear()
+    {
+        constexpr int n = 100000;
+        QCOMPARE(scanWithBr(QString("&amp;").repeated(n)).string, QString("&").repeated(n));
+        const auto closed = scanWithBr(QString("<b>x").repeated(n) + QString("</b>").repeated(n));
+        QCOMPARE(closed.string, QString("x").repeated(n));
+        QCOMPARE(closed.tags.size(), n);
+        QCOMPARE(closed.tags.last().range, (TextRange{0, n}));
+        // End tags that match nothing must not search every open tag each time.
+        QVERIFY(scanWithBr(QString("<a>").repeated(n) + QString("</b>").repeated(n)).tags.isEmpty());
+        QString manyNames;
+        for (int i = 0; i < n; ++i)
+            manyNames += QStringLiteral("<t%1>").arg(i);
+        QCOMPARE(scanWithBr(manyNames + "x</t0>").tags, (Tags{info("t0", 0, 1)}));
+    }
 };
-
-void tst_TagScanner::outputText_data()
-{
-    QTest::addColumn<QString>("markup");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("tags removed") << "a<b>bold</b>c" << "aboldc";
-    QTest::newRow("the five entities") << "&quot;&apos;&lt;&gt;&amp;" << "\"'<>&";
-    QTest::newRow("unknown entity vanishes") << "a&nbsp;b" << "ab";
-    QTest::newRow("entities decode once") << "&amp;lt;" << "&lt;";
-    QTest::newRow("no numeric entities") << "&#60;x" << "x";
-    QTest::newRow("entity names are case-sensitive") << "&AMP;x" << "x";
-    QTest::newRow("unterminated entity takes the rest") << "AT&T rocks" << "AT";
-    QTest::newRow("empty entity") << "a&;b" << "ab";
-    QTest::newRow("br") << "a<br>b" << "a\nb";
-    QTest::newRow("self-closing br") << "a<br/>b" << "a\nb";
-    QTest::newRow("br with a space") << "a<br />b" << "a\nb";
-    QTest::newRow("BR is not br") << "a<BR>b" << "ab";
-    QTest::newRow("end tag of br adds nothing") << "a</br>b" << "ab";
-    QTest::newRow("empty tag text keeps the >") << "a<>b" << "a>b";
-    QTest::newRow("nameless tag vanishes") << "a<->b" << "ab";
-    QTest::newRow("unterminated tag takes the rest") << "x <b>y</b> 1 < 2" << "x y 1 ";
-    QTest::newRow("lone < at the end") << "x<" << "x";
-    QTest::newRow("> and quotes stay") << "a > \"b\" 'c'" << "a > \"b\" 'c'";
-    QTest::newRow("line breaks stay") << "a\nb\r\nc" << "a\nb\r\nc";
-    QTest::newRow("attributes do not reach the text") << "<a href=\"x\">link</a>" << "link";
-    QTest::newRow("empty") << "" << "";
-}
-
-void tst_TagScanner::outputText()
-{
-    QFETCH(QString, markup);
-    QFETCH(QString, text);
-    QCOMPARE(scanWithBr(markup).string, text);
-}
-
-void tst_TagScanner::rangesOfClosedTags_data()
-{
-    QTest::addColumn<QString>("markup");
-    QTest::addColumn<QList<TagInfo>>("tags");
-    QTest::newRow("one tag") << "a<b>bold</b>c" << QList<TagInfo>{info("b", 1, 4)};
-    QTest::newRow("inner range first") << "<b><i>x</i></b>" << QList<TagInfo>{info("i", 0, 1), info("b", 0, 1)};
-    QTest::newRow("end tag without start") << "x</b>y" << QList<TagInfo>{};
-    QTest::newRow("start tag never closed") << "x<b>y" << QList<TagInfo>{};
-    QTest::newRow("names are case-sensitive") << "<B>x</b>" << QList<TagInfo>{};
-    QTest::newRow("same name nested") << "<b>a<b>b</b>c</b>" << QList<TagInfo>{info("b", 1, 1), info("b", 0, 3)};
-    QTest::newRow("improper nesting leaves the inner tag open")
-        << "<b><i>x</b>y</i>" << QList<TagInfo>{info("b", 0, 1), info("i", 0, 2)};
-    QTest::newRow("br inside a range counts") << "<b>a<br>b</b>" << QList<TagInfo>{info("b", 0, 3)};
-    QTest::newRow("empty range") << "a<b></b>c" << QList<TagInfo>{info("b", 1, 0)};
-    QTest::newRow("entities count once") << "&lt;<b>&amp;</b>" << QList<TagInfo>{info("b", 1, 1)};
-}
-
-void tst_TagScanner::rangesOfClosedTags()
-{
-    QFETCH(QString, markup);
-    QFETCH(QList<TagInfo>, tags);
-    QCOMPARE(scanWithBr(markup).tags, tags);
-}
-
-void tst_TagScanner::transformersMatchNameAndType()
-{
-    const QList<TagTransformer> transformers{
-        {QStringLiteral("li"), TagType::start, [](const Tag &) { return QStringLiteral("* "); }},
-        {QStringLiteral("li"), TagType::end, [](const Tag &) { return QStringLiteral(";"); }},
-        {QStringLiteral("v"), TagType::start, [](const Tag &tag) { return tag.attributes.value("say"); }},
-    };
-    const auto result = TagScanner::scan(u"<li>a</li><li>b</li><v say=\"hi\"/>", transformers);
-    QCOMPARE(result.string, QStringLiteral("* a;* b;hi"));
-    // A start transformer's text lies inside the tag's range, an end transformer's after it.
-    QCOMPARE(result.tags, (QList<TagInfo>{info("li", 0, 3), info("li", 4, 3)}));
-}
-
-// Hostile input must neither recurse nor go quadratic; the test's time-out guards it.
-void tst_TagScanner::longHostileInputsStayLinear()
-{
-    constexpr int n = 100000;
-    QCOMPARE(scanWithBr(QString("&amp;").repeated(n)).string, QString("&").repeated(n));
-
-    const auto closed = scanWithBr(QString("<b>x").repeated(n) + QString("</b>").repeated(n));
-    QCOMPARE(closed.string, QString("x").repeated(n));
-    QCOMPARE(closed.tags.size(), n);
-    QCOMPARE(closed.tags.last().range, (TextRange{0, n}));
-
-    // End tags that match nothing must not search every open tag each time.
-    const auto unmatched = scanWithBr(QString("<a>").repeated(n) + QString("</b>").repeated(n));
-    QVERIFY(unmatched.tags.isEmpty());
-    const auto distinct = [](int i) { return QStringLiteral("<t%1>").arg(i); };
-    QString manyNames;
-    for (int i = 0; i < n; ++i)
-        manyNames += distinct(i);
-    QCOMPARE(scanWithBr(manyNames + "x</t0>").tags, (QList<TagInfo>{info("t0", 0, 1)}));
-}
 
 QTEST_GUILESS_MAIN(tst_TagScanner)
 #include "tst_TagScanner.moc"
