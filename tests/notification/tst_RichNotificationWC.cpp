@@ -20,6 +20,8 @@
 #include <QStandardPaths>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -60,11 +62,11 @@ class tst_RichNotificationWC : public QObject
     std::optional<Bundle> trashedApp(const QString &name, QString identifier = {}, qint64 cacheSize = 40000) const
     {
         if (identifier.isEmpty())
-            identifier = QStringLiteral("com.example.") + QString(name).remove(QLatin1Char(' '));
-        TestSandbox::makeFile(m_sandbox->path(QStringLiteral("Library/Caches/%1/Cache.db").arg(identifier)), cacheSize);
-        const QString path = TestSandbox::makeApp(m_sandbox->trash() + QLatin1Char('/') + name + QStringLiteral(".app"), identifier,
-                                                  QStringLiteral("exe"));
-        TestSandbox::makeFile(path + QStringLiteral("/Contents/MacOS/exe"), 9000);
+            identifier = u"com.example."_s + QString(name).remove(QLatin1Char(' '));
+        TestSandbox::makeFile(m_sandbox->path(u"Library/Caches/%1/Cache.db"_s.arg(identifier)), cacheSize);
+        const QString path = TestSandbox::makeApp(m_sandbox->trash() + QLatin1Char('/') + name + u".app"_s, identifier,
+                                                  u"exe"_s);
+        TestSandbox::makeFile(path + u"/Contents/MacOS/exe"_s, 9000);
         return Bundle::bundleWithPath(path);
     }
 
@@ -117,10 +119,10 @@ private Q_SLOTS:
         connect(m_controller.get(), &RichNotificationWC::notificationShown, this,
                 [&] { descriptionsWhenShown << m_controller->descriptionText(); });
         m_controller->showNotificationForApp(std::nullopt);
-        showAndWait(trashedApp(QStringLiteral("Tom & Jerry <b>Pro&lt;"), QStringLiteral("com.example.TomJerry"), 3'000'000));
+        showAndWait(trashedApp(u"Tom & Jerry <b>Pro&lt;"_s, u"com.example.TomJerry"_s, 3'000'000));
         QCOMPARE(descriptionsWhenShown, QStringList{QString()});
 
-        waitForDescription(QStringLiteral("Tom & Jerry <b>Pro&lt; was moved to the Trash"));
+        waitForDescription(u"Tom & Jerry <b>Pro&lt; was moved to the Trash"_s);
         quint64 total = 0;
         for (const PathForRemove &path : m_controller->gatheredPaths())
             total += path.getSize();
@@ -129,11 +131,11 @@ private Q_SLOTS:
                  qPrintable(description));
         QCOMPARE(m_controller->window()->accessibleDescription(), description);
 
-        const QString title = QStringLiteral("Tarnwick - Complete Uninstallation");
+        const QString title = u"Tarnwick - Complete Uninstallation"_s;
         QCOMPARE(m_controller->titleText(), title);
         QCOMPARE(m_controller->window()->windowTitle(), title);
-        QCOMPARE(m_controller->completeUninstallButton()->text(), QStringLiteral("Complete Uninstall"));
-        QCOMPARE(m_controller->closeButton()->text(), QStringLiteral("Close"));
+        QCOMPARE(m_controller->completeUninstallButton()->text(), u"Complete Uninstall"_s);
+        QCOMPARE(m_controller->closeButton()->text(), u"Close"_s);
         for (const QPushButton *button : {m_controller->completeUninstallButton(), m_controller->closeButton(), m_controller->helpButton()})
             QVERIFY(!button->accessibleName().isEmpty());
         QVERIFY(m_controller->completeUninstallButton()->isDefault());
@@ -143,29 +145,29 @@ private Q_SLOTS:
     // joins the first one's remains.
     void gathersEachBundleOnceAndSharesRemainsByIdentifier()
     {
-        const QString identifier = QStringLiteral("com.example.Twin");
-        const auto twin = trashedApp(QStringLiteral("Twin"), identifier);
+        const QString identifier = u"com.example.Twin"_s;
+        const auto twin = trashedApp(u"Twin"_s, identifier);
         m_controller->showNotificationForApp(twin);
         showAndWait(twin);
         QSignalSpy shown(m_controller.get(), &RichNotificationWC::notificationShown);
         m_controller->showNotificationForApp(twin);
-        const auto copy = trashedApp(QStringLiteral("Twin copy"), identifier);
+        const auto copy = trashedApp(u"Twin copy"_s, identifier);
         m_controller->showNotificationForApp(copy);
         QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000); // the second report of Twin.app showed nothing
         QCOMPARE(m_controller->otherAppCount(), 1);
         QCOMPARE(m_controller->remainsInfoCount(), 1);
         QCOMPARE(pathsOf(m_controller->gatheredPaths()),
                  (QStringList{"0 " + twin->bundlePath(), "0 " + copy->bundlePath(),
-                              "8 " + m_sandbox->path(QStringLiteral("Library/Caches/com.example.Twin"))}));
-        waitForDescription(QStringLiteral("Twin and 1 other app were moved"));
-        showAndWait(trashedApp(QStringLiteral("Other")), 2);
+                              "8 " + m_sandbox->path(u"Library/Caches/com.example.Twin"_s)}));
+        waitForDescription(u"Twin and 1 other app were moved"_s);
+        showAndWait(trashedApp(u"Other"_s), 2);
         QCOMPARE(m_controller->remainsInfoCount(), 2);
-        waitForDescription(QStringLiteral("Twin and 2 other apps were moved"));
+        waitForDescription(u"Twin and 2 other apps were moved"_s);
     }
 
     void focusLossHidesOnlyAfterTheGrace()
     {
-        showAndWait(trashedApp(QStringLiteral("Focus")));
+        showAndWait(trashedApp(u"Focus"_s));
         QEvent deactivate(QEvent::WindowDeactivate);
         m_now += Delays::scaled(1s);
         QCoreApplication::sendEvent(m_controller->window(), &deactivate);
@@ -188,18 +190,18 @@ private Q_SLOTS:
     // that starts afresh. Help opens the help page first.
     void closeEscapeHelpAndReturn()
     {
-        const auto app = trashedApp(QStringLiteral("Keys"));
+        const auto app = trashedApp(u"Keys"_s);
         showAndWait(app);
-        showAndWait(trashedApp(QStringLiteral("Second")), 1);
-        QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "openUrl");
+        showAndWait(trashedApp(u"Second"_s), 1);
+        QDesktopServices::setUrlHandler(u"https"_s, this, "openUrl");
         QTest::mouseClick(m_controller->helpButton(), Qt::LeftButton);
-        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+        QDesktopServices::unsetUrlHandler(u"https"_s);
         QCOMPARE(m_openedUrls, QList<QUrl>{Consts::GetInstance().getCustomNotificationHelpURL()});
         QVERIFY(isHidden());
         QCOMPARE(m_controller->remainsInfoCount(), 0);
 
         showAndWait(app);
-        waitForDescription(QStringLiteral("Keys was moved"));
+        waitForDescription(u"Keys was moved"_s);
         QTest::keyClick(m_controller->window(), Qt::Key_Escape);
         QVERIFY(isHidden());
         showAndWait(app);
@@ -221,10 +223,10 @@ private Q_SLOTS:
     {
         if (!Workspace::runningApplications(BundleIdentifiers::mainApp()).isEmpty())
             QSKIP("a Tarnwick main application runs for this user");
-        const QString mainApp = FakeApplications::makeScriptApp(m_sandbox->systemApplications() + QStringLiteral("/Tarnwick.app"),
+        const QString mainApp = FakeApplications::makeScriptApp(m_sandbox->systemApplications() + u"/Tarnwick.app"_s,
                                                                 BundleIdentifiers::mainApp());
         m_controller->setRemoveFilePaths(nullptr); // the real handoff
-        showAndWait(trashedApp(QStringLiteral("Handed")));
+        showAndWait(trashedApp(u"Handed"_s));
         waitForSizeWork();
         const QList<PathForRemove> gathered = m_controller->gatheredPaths();
         QCOMPARE(gathered.size(), 2);
@@ -242,7 +244,7 @@ private Q_SLOTS:
         QList<qreal> opacityWhenShown;
         connect(m_controller.get(), &RichNotificationWC::notificationShown, this,
                 [&] { opacityWhenShown << m_controller->window()->windowOpacity(); });
-        showAndWait(trashedApp(QStringLiteral("Place")));
+        showAndWait(trashedApp(u"Place"_s));
         QCOMPARE(opacityWhenShown, QList<qreal>{0.0});
         RichNotificationWindow *window = m_controller->window();
         QTRY_COMPARE_WITH_TIMEOUT(window->windowOpacity(), 1.0, 5000);
@@ -257,7 +259,7 @@ private Q_SLOTS:
 
         const int height = window->height();
         m_controller->hideNotification();
-        showAndWait(trashedApp(QStringLiteral("Place with a name much longer than the name of any app, long enough to wrap twice")));
+        showAndWait(trashedApp(u"Place with a name much longer than the name of any app, long enough to wrap twice"_s));
         waitForSizeWork();
         QCOMPARE_GT(window->height(), height);
         QCOMPARE(window->height(), window->heightForWidth(window->width()));
@@ -269,7 +271,7 @@ private Q_SLOTS:
     {
         if (QGuiApplication::platformName() != QLatin1String("xcb"))
             QSKIP("needs a real X server (the xvfb run)");
-        for (const QString &name : {QStringLiteral("Real"), QStringLiteral("Real again")}) {
+        for (const QString &name : {u"Real"_s, u"Real again"_s}) {
             showAndWait(trashedApp(name));
             QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
             m_now += Delays::scaled(3s);
@@ -280,12 +282,12 @@ private Q_SLOTS:
             QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isActive(), 5000);
             QVERIFY(!m_controller->window()->isVisible());
         }
-        if (QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty())
+        if (QStandardPaths::findExecutable(u"xdotool"_s).isEmpty())
             QSKIP("needs xdotool for real key presses");
         for (const char *key : {"Escape", "Return"}) {
-            showAndWait(trashedApp(QStringLiteral("Typed")));
+            showAndWait(trashedApp(u"Typed"_s));
             QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
-            QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), {QStringLiteral("key"), key}), 0);
+            QCOMPARE(QProcess::execute(u"xdotool"_s, {u"key"_s, key}), 0);
             QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isActive(), 5000);
         }
         QCOMPARE(m_handoffs->size(), 1); // from Return only

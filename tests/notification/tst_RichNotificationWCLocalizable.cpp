@@ -10,9 +10,12 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+using Texts = RichNotificationWCLocalizable;
+
 namespace {
 
-const QString kEnglish = QStringLiteral(":/translations/tarnwick-helper_en.qm");
+const QString kEnglish = u":/translations/tarnwick-helper_en.qm"_s;
 
 } // namespace
 
@@ -32,125 +35,103 @@ private Q_SLOTS:
         m_sandbox.emplace();
         QVERIFY(m_data.isValid());
         // The user's data folder and the system's, both private to this test.
-        qputenv("XDG_DATA_HOME", QFile::encodeName(m_data.filePath(QStringLiteral("home"))));
-        qputenv("XDG_DATA_DIRS", QFile::encodeName(m_data.filePath(QStringLiteral("system"))));
-        m_dropIn = m_data.filePath(QStringLiteral("home/tarnwick-helper/translations"));
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_data.filePath(u"home"_s)));
+        qputenv("XDG_DATA_DIRS", QFile::encodeName(m_data.filePath(u"system"_s)));
+        m_dropIn = m_data.filePath(u"home/tarnwick-helper/translations"_s);
         QVERIFY(QDir().mkpath(m_dropIn));
-    }
-
-    void format_data()
-    {
-        QTest::addColumn<QString>("format");
-        QTest::addColumn<QString>("expected"); // null: the format stays as written
-        // The arguments are "1", "0", "7", a format-like text, 5 to 9 and "ten".
-        QTest::newRow("positional: %3 is the third even without %2") << "%3 then %1, %1 again" << "7 then 1, 1 again";
-        QTest::newRow("two digits at most") << "%10|%1|%100" << "ten|1|ten0";
-        QTest::newRow("missing arguments and lone %") << "%11 %0 100% %" << QString();
-        QTest::newRow("arguments are never read as format")
-            << "%4 / {2, select, 0 {chosen} other {other}}" << "%2 {2, select, 0 {no} other {no}} / chosen";
-        QTest::newRow("first matching case") << "{1, select, 1 {a} 1 {b} other {c}}" << "a";
-        QTest::newRow("other") << "{2, select, 1 {one} other {many}}" << "many";
-        QTest::newRow("no case, no other") << "[{3, select, 1 {one}}]" << "[]";
-        QTest::newRow("spacing is free") << "{1,select,1{x}other{y}}" << "x";
-        QTest::newRow("placeholders and markup inside") << "{2, select, 0 {<b>%3</b> left} other {}}" << "<b>7</b> left";
-        QTest::newRow("nested") << "{1, select, 1 {{2, select, 0 {in} other {out}}!} other {no}}" << "in!";
-        QTest::newRow("argument out of range") << "{12, select, 1 {one} other {fallback}}" << "fallback";
-        QTest::newRow("braces in a case body") << "{1, select, 1 {a {b} c} other {}}" << "a {b} c";
-        QTest::newRow("plain braces") << "{not a choice}" << QString();
-        QTest::newRow("no number") << "{x, select, 1 {a}}" << QString();
-        QTest::newRow("other kind") << "{1, plural, one {a} other {b}}" << QString();
-        QTest::newRow("unclosed case") << "{1, select, 1 {a" << QString();
-        QTest::newRow("unclosed choice") << "{1, select, 1 {a}" << QString();
-        QTest::newRow("key without body") << "{1, select, 1 }" << QString();
-        QTest::newRow("lone brace") << "{" << QString();
     }
 
     void format()
     {
-        QFETCH(QString, format);
-        QFETCH(QString, expected);
         const QStringList arguments{"1", "0", "7", "%2 {2, select, 0 {no} other {no}}", "5", "6", "7", "8", "9", "ten"};
-        QCOMPARE(LocalizedFormat::format(format, arguments), expected.isNull() ? format : expected);
+        // A null expectation: the format stays as written.
+        const QList<std::pair<QString, QString>> cases{
+            {"%3 then %1, %1 again", "7 then 1, 1 again"}, // positional: %3 is the third even without %2
+            {"%10|%1|%100", "ten|1|ten0"}, // two digits at most
+            {"%11 %0 100% %", {}}, // missing arguments and lone percent signs
+            {"%4 / {2, select, 0 {chosen} other {other}}", "%2 {2, select, 0 {no} other {no}} / chosen"}, // arguments are never format
+            {"{1, select, 1 {a} 1 {b} other {c}}", "a"}, // the first matching case
+            {"{2, select, 1 {one} other {many}}", "many"},
+            {"[{3, select, 1 {one}}]", "[]"}, // no case, no other
+            {"{1,select,1{x}other{y}}", "x"},
+            {"{2, select, 0 {<b>%3</b> left} other {}}", "<b>7</b> left"},
+            {"{1, select, 1 {{2, select, 0 {in} other {out}}!} other {no}}", "in!"},
+            {"{12, select, 1 {one} other {fallback}}", "fallback"}, // argument out of range
+            {"{1, select, 1 {a {b} c} other {}}", "a {b} c"},
+            {"{not a choice}", {}},
+            {"{x, select, 1 {a}}", {}},
+            {"{1, plural, one {a} other {b}}", {}},
+            {"{1, select, 1 {a", {}}, // unclosed case
+            {"{1, select, 1 {a}", {}}, // unclosed choice
+            {"{1, select, 1 }", {}}, // key without body
+            {"{", {}},
+        };
+        for (const auto &[format, expected] : cases)
+            QCOMPARE(LocalizedFormat::format(format, arguments), expected.isNull() ? format : expected);
     }
 
     void deepChoicesStopAtTheLimit()
     {
-        QString format = QStringLiteral("x");
+        QString format = u"x"_s;
         for (int i = 0; i < 100; ++i)
-            format = QStringLiteral("{1, select, 1 {") + format + QStringLiteral("}}");
+            format = u"{1, select, 1 {"_s + format + u"}}"_s;
         // The outer levels are resolved; what lies deeper stays as written.
-        QCOMPARE(LocalizedFormat::format(format, {QStringLiteral("1")}).size(),
-                 format.size() - LocalizedFormat::kMaximumChoiceDepth * QStringLiteral("{1, select, 1 {}}").size());
+        QCOMPARE(LocalizedFormat::format(format, {u"1"_s}).size(),
+                 format.size() - LocalizedFormat::kMaximumChoiceDepth * u"{1, select, 1 {}}"_s.size());
     }
 
     void textsWithoutTranslations()
     {
         QVERIFY(TranslationLoader::loadedFiles().isEmpty());
-        QCOMPARE(RichNotificationWCLocalizable::closeButtonTitle(), QStringLiteral("Close"));
-        QCOMPARE(RichNotificationWCLocalizable::completeUninstallButtonTitle(), QStringLiteral("Complete Uninstall"));
-        QCOMPARE(RichNotificationWCLocalizable::titleWithAppName(QStringLiteral("Tarnwick")),
-                 QStringLiteral("Tarnwick - Complete Uninstallation"));
+        QCOMPARE(Texts::closeButtonTitle(), u"Close"_s);
+        QCOMPARE(Texts::completeUninstallButtonTitle(), u"Complete Uninstall"_s);
+        QCOMPARE(Texts::titleWithAppName(u"Tarnwick"_s), u"Tarnwick - Complete Uninstallation"_s);
         // The description's default is the title's text: the real one lives in the tables.
-        QCOMPARE(RichNotificationWCLocalizable::descriptionWithAppName(QStringLiteral("Foo"), QStringLiteral("1 MB"), 3, true),
-                 QStringLiteral("Foo - Complete Uninstallation"));
+        QCOMPARE(Texts::descriptionWithAppName(u"Foo"_s, u"1 MB"_s, 3, true), u"Foo - Complete Uninstallation"_s);
     }
 
-    void englishIsBuiltInAndUnderneath()
+    void englishIsBuiltInUnderneathWithItsTexts()
     {
         const QStringList folders = TranslationLoader::searchFolders();
-        QCOMPARE(folders.first(), QCoreApplication::applicationDirPath() + QStringLiteral("/translations"));
+        QCOMPARE(folders.first(), QCoreApplication::applicationDirPath() + u"/translations"_s);
         QVERIFY(folders.contains(m_dropIn));
-        QCOMPARE(folders.last(), QStringLiteral(":/translations"));
+        QCOMPARE(folders.last(), u":/translations"_s);
         // A language without a file keeps English alone.
         for (const QLocale &locale : {QLocale(QLocale::English, QLocale::UnitedKingdom), QLocale(QLocale::German)}) {
             TranslationLoader::installTranslations(locale);
             QCOMPARE(TranslationLoader::loadedFiles(), QStringList{kEnglish});
-            QCOMPARE(RichNotificationWCLocalizable::completeUninstallButtonTitle(), QStringLiteral("Complete Uninstall"));
-            QCOMPARE(RichNotificationWCLocalizable::titleWithAppName(QStringLiteral("A %2 & B")),
-                     QStringLiteral("A %2 & B - Complete Uninstallation"));
+            QCOMPARE(Texts::completeUninstallButtonTitle(), u"Complete Uninstall"_s);
+            QCOMPARE(Texts::titleWithAppName(u"A %2 & B"_s), u"A %2 & B - Complete Uninstallation"_s);
         }
-    }
 
-    void englishDescription_data()
-    {
-        QTest::addColumn<qint64>("others");
-        QTest::addColumn<bool>("sure");
-        QTest::addColumn<QString>("expected");
         const QString one = QStringLiteral("<b>Foo</b> was moved to the Trash, but its service files are still on this computer. "
                                            "Remove them together with the app to free <b>%1</b>.");
         const QString several = QStringLiteral("<b>Foo</b> and %1 were moved to the Trash, but their service files are still on "
                                                "this computer. Remove them together with the apps to free <b>%2</b>.");
-        QTest::newRow("alone") << qint64(0) << true << one.arg(QStringLiteral("12.3 MB"));
-        QTest::newRow("alone, sizes unsure") << qint64(0) << false << one.arg(QStringLiteral("about 12.3 MB"));
-        QTest::newRow("one other") << qint64(1) << true << several.arg(QStringLiteral("1 other app"), QStringLiteral("12.3 MB"));
-        QTest::newRow("two others, unsure") << qint64(2) << false
-                                            << several.arg(QStringLiteral("2 other apps"), QStringLiteral("about 12.3 MB"));
-    }
-
-    void englishDescription()
-    {
-        QFETCH(qint64, others);
-        QFETCH(bool, sure);
-        QFETCH(QString, expected);
-        QCOMPARE(RichNotificationWCLocalizable::descriptionWithAppName(QStringLiteral("Foo"), QStringLiteral("12.3 MB"), others, sure),
-                 expected);
+        const QList<std::tuple<qint64, bool, QString>> descriptions{
+            {0, true, one.arg("12.3 MB")},
+            {0, false, one.arg("about 12.3 MB")},
+            {1, true, several.arg("1 other app", "12.3 MB")},
+            {2, false, several.arg("2 other apps", "about 12.3 MB")},
+        };
+        for (const auto &[others, sure, expected] : descriptions)
+            QCOMPARE(Texts::descriptionWithAppName("Foo", "12.3 MB", others, sure), expected);
     }
 
     void aDroppedInLanguageSitsOnTopOfEnglish()
     {
-        const QString french = m_dropIn + QStringLiteral("/tarnwick-helper_fr.qm");
+        const QString french = m_dropIn + u"/tarnwick-helper_fr.qm"_s;
         QVERIFY(QFile::copy(QStringLiteral(TW_FIXTURE_QM_DIR "/tarnwick-helper_fr.qm"), french));
         TranslationLoader::installTranslations(QLocale(QLocale::French, QLocale::Canada));
         QCOMPARE(TranslationLoader::loadedFiles(), (QStringList{kEnglish, french}));
-        QCOMPARE(RichNotificationWCLocalizable::closeButtonTitle(), QStringLiteral("Fermer"));
-        QCOMPARE(RichNotificationWCLocalizable::titleWithAppName(QStringLiteral("Tarnwick")),
-                 QStringLiteral("Tarnwick - Désinstallation complète"));
+        QCOMPARE(Texts::closeButtonTitle(), u"Fermer"_s);
+        QCOMPARE(Texts::titleWithAppName(u"Tarnwick"_s), u"Tarnwick - Désinstallation complète"_s);
         // Keys the French file lacks come from the English table, not from the defaults.
-        QVERIFY(RichNotificationWCLocalizable::descriptionWithAppName(QStringLiteral("Foo"), QStringLiteral("1 MB"), 0, true)
-                    .startsWith(QStringLiteral("<b>Foo</b> was moved to the Trash")));
+        QVERIFY(Texts::descriptionWithAppName(u"Foo"_s, u"1 MB"_s, 0, true)
+                    .startsWith(u"<b>Foo</b> was moved to the Trash"_s));
         // Installing again replaces the earlier translators.
         TranslationLoader::installTranslations(QLocale(QLocale::English));
-        QCOMPARE(RichNotificationWCLocalizable::closeButtonTitle(), QStringLiteral("Close"));
+        QCOMPARE(Texts::closeButtonTitle(), u"Close"_s);
     }
 };
 
