@@ -39,7 +39,7 @@ QStringList pathsOf(const QList<PathForRemove> &records)
 {
     QStringList paths;
     for (const PathForRemove &record : records)
-        paths << QString::number(record.type()) + QLatin1Char(' ') + record.path();
+        paths << QString::number(record.type()) + u' ' + record.path();
     return paths;
 }
 
@@ -62,10 +62,9 @@ class tst_RichNotificationWC : public QObject
     std::optional<Bundle> trashedApp(const QString &name, QString identifier = {}, qint64 cacheSize = 40000) const
     {
         if (identifier.isEmpty())
-            identifier = u"com.example."_s + QString(name).remove(QLatin1Char(' '));
+            identifier = u"com.example."_s + QString(name).remove(u' ');
         TestSandbox::makeFile(m_sandbox->path(u"Library/Caches/%1/Cache.db"_s.arg(identifier)), cacheSize);
-        const QString path = TestSandbox::makeApp(m_sandbox->trash() + QLatin1Char('/') + name + u".app"_s, identifier,
-                                                  u"exe"_s);
+        const QString path = TestSandbox::makeApp(m_sandbox->trash() + u'/' + name + u".app"_s, identifier, u"exe"_s);
         TestSandbox::makeFile(path + u"/Contents/MacOS/exe"_s, 9000);
         return Bundle::bundleWithPath(path);
     }
@@ -112,15 +111,20 @@ private Q_SLOTS:
         waitForSizeWork();
     }
 
-    // The name is shown as it stands, markup characters included.
+    // The name is shown as it stands, markup characters included. The window is flat dark
+    // grey and fades in at the top right; a longer text grows it downwards.
     void firstShowHasAnEmptyDescriptionFilledBySizes()
     {
         QStringList descriptionsWhenShown;
-        connect(m_controller.get(), &RichNotificationWC::notificationShown, this,
-                [&] { descriptionsWhenShown << m_controller->descriptionText(); });
+        QList<qreal> opacityWhenShown;
+        connect(m_controller.get(), &RichNotificationWC::notificationShown, this, [&] {
+            descriptionsWhenShown << m_controller->descriptionText();
+            opacityWhenShown << m_controller->window()->windowOpacity();
+        });
         m_controller->showNotificationForApp(std::nullopt);
         showAndWait(trashedApp(u"Tom & Jerry <b>Pro&lt;"_s, u"com.example.TomJerry"_s, 3'000'000));
         QCOMPARE(descriptionsWhenShown, QStringList{QString()});
+        QCOMPARE(opacityWhenShown, QList<qreal>{0.0});
 
         waitForDescription(u"Tom & Jerry <b>Pro&lt; was moved to the Trash"_s);
         quint64 total = 0;
@@ -129,16 +133,34 @@ private Q_SLOTS:
         const QString description = m_controller->descriptionText();
         QVERIFY2(description.contains(StringFileSize::convertToStringFromFileSize(total)) && !description.contains("about"),
                  qPrintable(description));
-        QCOMPARE(m_controller->window()->accessibleDescription(), description);
-
+        RichNotificationWindow *window = m_controller->window();
+        QCOMPARE(window->accessibleDescription(), description);
         const QString title = u"Tarnwick - Complete Uninstallation"_s;
         QCOMPARE(m_controller->titleText(), title);
-        QCOMPARE(m_controller->window()->windowTitle(), title);
+        QCOMPARE(window->windowTitle(), title);
         QCOMPARE(m_controller->completeUninstallButton()->text(), u"Complete Uninstall"_s);
         QCOMPARE(m_controller->closeButton()->text(), u"Close"_s);
         for (const QPushButton *button : {m_controller->completeUninstallButton(), m_controller->closeButton(), m_controller->helpButton()})
             QVERIFY(!button->accessibleName().isEmpty());
         QVERIFY(m_controller->completeUninstallButton()->isDefault());
+
+        QTRY_COMPARE_WITH_TIMEOUT(window->windowOpacity(), 1.0, 5000);
+        const QRect screen = QGuiApplication::primaryScreen()->geometry();
+        const QPoint topLeft(screen.right() + 1 - window->frameGeometry().width() - 20, screen.top() + 40);
+        QTRY_COMPARE_WITH_TIMEOUT(window->frameGeometry().topLeft(), topLeft, 5000);
+        QVERIFY(window->windowFlags().testFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint));
+        QVERIFY(!window->testAttribute(Qt::WA_QuitOnClose));
+        const QImage image = window->grab().toImage();
+        QCOMPARE(image.pixelColor(0, 0), QColor(85, 85, 85));
+        QCOMPARE(image.pixelColor(image.width() - 1, image.height() - 1), QColor(85, 85, 85));
+
+        const int height = window->height();
+        m_controller->hideNotification();
+        showAndWait(trashedApp(u"Place with a name much longer than the name of any app, long enough to wrap twice"_s));
+        waitForSizeWork();
+        QCOMPARE_GT(window->height(), height);
+        QCOMPARE(window->height(), window->heightForWidth(window->width()));
+        QCOMPARE(window->frameGeometry().top(), screen.top() + 40);
     }
 
     // The same bundle reported again counts once; a second bundle of one identifier
@@ -157,17 +179,27 @@ private Q_SLOTS:
         QCOMPARE(m_controller->otherAppCount(), 1);
         QCOMPARE(m_controller->remainsInfoCount(), 1);
         QCOMPARE(pathsOf(m_controller->gatheredPaths()),
-                 (QStringList{"0 " + twin->bundlePath(), "0 " + copy->bundlePath(),
-                              "8 " + m_sandbox->path(u"Library/Caches/com.example.Twin"_s)}));
+                 (QStringList{"0 " + twin->bundlePath(), "0 " + copy->bundlePath(), "8 " + m_sandbox->path("Library/Caches/" + identifier)}));
         waitForDescription(u"Twin and 1 other app were moved"_s);
         showAndWait(trashedApp(u"Other"_s), 2);
         QCOMPARE(m_controller->remainsInfoCount(), 2);
         waitForDescription(u"Twin and 2 other apps were moved"_s);
     }
 
-    void focusLossHidesOnlyAfterTheGrace()
+    // Every way out hides the window and forgets what was gathered: "Complete Uninstall"
+    // with nothing gathered (an empty list), a focus loss once the grace is over, Help
+    // (after opening the help page), Escape, the window manager's close, Close. Only
+    // Return hands the gathered paths over, even after a click on Close left the focus
+    // there. A first application after each starts afresh.
+    void everyWayOutHides()
     {
-        showAndWait(trashedApp(u"Focus"_s));
+        m_controller->onSelectCompleteUninstall();
+        QCOMPARE(*m_handoffs, QList<QList<PathForRemove>>{{}});
+        QVERIFY(!m_controller->isActive());
+        m_handoffs->clear();
+
+        const auto app = trashedApp(u"Keys"_s);
+        showAndWait(app);
         QEvent deactivate(QEvent::WindowDeactivate);
         m_now += Delays::scaled(1s);
         QCoreApplication::sendEvent(m_controller->window(), &deactivate);
@@ -175,22 +207,7 @@ private Q_SLOTS:
         m_now += Delays::scaled(2s);
         QCoreApplication::sendEvent(m_controller->window(), &deactivate);
         QVERIFY(isHidden());
-        QVERIFY(m_handoffs->isEmpty());
-    }
 
-    void completeUninstallWithNothingGatheredPassesAnEmptyList()
-    {
-        m_controller->onSelectCompleteUninstall();
-        QCOMPARE(*m_handoffs, QList<QList<PathForRemove>>{{}});
-        QVERIFY(!m_controller->isActive());
-    }
-
-    // Every way out hides the window and forgets what was gathered; only Return hands it
-    // over, even after a click on Close left the focus there. A first application after
-    // that starts afresh. Help opens the help page first.
-    void closeEscapeHelpAndReturn()
-    {
-        const auto app = trashedApp(u"Keys"_s);
         showAndWait(app);
         showAndWait(trashedApp(u"Second"_s), 1);
         QDesktopServices::setUrlHandler(u"https"_s, this, "openUrl");
@@ -215,7 +232,7 @@ private Q_SLOTS:
         showAndWait(app);
         QTest::keyClick(m_controller->window(), Qt::Key_Return);
         QCOMPARE(m_handoffs->size(), 1);
-        QCOMPARE(pathsOf(m_handoffs->first()).first(), "0 " + m_sandbox->trash() + "/Keys.app");
+        QCOMPARE(pathsOf(m_handoffs->first()).first(), "0 " + app->bundlePath());
         QVERIFY(isHidden());
     }
 
@@ -236,34 +253,6 @@ private Q_SLOTS:
         WatcherMessage message;
         QVERIFY(message.loadFromPath(FakeApplications::received(mainApp).first()));
         QCOMPARE(message.getPathsForRemove(), gathered);
-    }
-
-    // Flat dark grey, fading in at the top right; a longer text grows it downwards.
-    void fadesInAtTheTopRight()
-    {
-        QList<qreal> opacityWhenShown;
-        connect(m_controller.get(), &RichNotificationWC::notificationShown, this,
-                [&] { opacityWhenShown << m_controller->window()->windowOpacity(); });
-        showAndWait(trashedApp(u"Place"_s));
-        QCOMPARE(opacityWhenShown, QList<qreal>{0.0});
-        RichNotificationWindow *window = m_controller->window();
-        QTRY_COMPARE_WITH_TIMEOUT(window->windowOpacity(), 1.0, 5000);
-        const QRect screen = QGuiApplication::primaryScreen()->geometry();
-        const QPoint topLeft(screen.right() + 1 - window->frameGeometry().width() - 20, screen.top() + 40);
-        QTRY_COMPARE_WITH_TIMEOUT(window->frameGeometry().topLeft(), topLeft, 5000);
-        QVERIFY(window->windowFlags().testFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint));
-        QVERIFY(!window->testAttribute(Qt::WA_QuitOnClose));
-        const QImage image = window->grab().toImage();
-        QCOMPARE(image.pixelColor(0, 0), QColor(85, 85, 85));
-        QCOMPARE(image.pixelColor(image.width() - 1, image.height() - 1), QColor(85, 85, 85));
-
-        const int height = window->height();
-        m_controller->hideNotification();
-        showAndWait(trashedApp(u"Place with a name much longer than the name of any app, long enough to wrap twice"_s));
-        waitForSizeWork();
-        QCOMPARE_GT(window->height(), height);
-        QCOMPARE(window->height(), window->heightForWidth(window->width()));
-        QCOMPARE(window->frameGeometry().top(), screen.top() + 40);
     }
 
     // Twice: a window shown again after hiding must hear of its focus loss and keys too.
