@@ -45,9 +45,8 @@ Style colored(const QString &name, const QColor &color)
 }
 
 // Records what reaches the virtual paragraph-style setter.
-class RecordingBridge : public AtributikaBridge
+struct RecordingBridge : AtributikaBridge
 {
-public:
     void setParagraphStyle(const ParagraphStyle &style, const QString &tag) override
     {
         calls.append({int(style.alignment()), tag});
@@ -125,9 +124,8 @@ private Q_SLOTS:
         text.styleAll(colored(QString(), Qt::red).withAttribute(TextAttributes::Key::backgroundColor, QColor(Qt::gray)));
         text.styleAll(colored(QString(), Qt::blue));
         text.styleRange({1, 4}, colored("x", Qt::red)).styleRange({2, 1}, colored("y", Qt::green));
-        text.styleRange({-5, 100}, Style("z")
-                                       .withAttribute(TextAttributes::Key::link, link)
-                                       .withAttribute(TextAttributes::Key::foregroundColor, QColor(Qt::white), StyleType::highlighted));
+        const Style linked = Style("z").withAttribute(TextAttributes::Key::link, link);
+        text.styleRange({-5, 100}, linked.withAttribute(TextAttributes::Key::foregroundColor, QColor(Qt::white), StyleType::highlighted));
         const auto base = TextAttributes().setForegroundColor(Qt::blue).setBackgroundColor(Qt::gray).setLink(link);
         const auto red = TextAttributes(base).setForegroundColor(Qt::red);
         QCOMPARE(text.attributedString().runs(),
@@ -187,7 +185,6 @@ private Q_SLOTS:
         bridge.setDefaultParagraphStyleWithAlignment(Qt::AlignRight, u"b"_s);
         bridge.setDefaultParagraphStyleWithAlignment(Qt::AlignLeft, AtributikaBridge::DefaultTag());
         QCOMPARE(bridge.calls, (Alignments{{Qt::AlignRight, "b"}, {Qt::AlignLeft, ""}}));
-        QVERIFY(AtributikaBridge::DefaultTag().isEmpty() && !AtributikaBridge::DefaultTag().isNull());
         AtributikaBridge::setDefaultTag(u"i"_s);
         bridge.setBackgroundColor(Qt::red, AtributikaBridge::DefaultTag());
         AtributikaBridge::setDefaultTag(u""_s);

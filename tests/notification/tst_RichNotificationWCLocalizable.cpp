@@ -13,21 +13,16 @@
 using namespace Qt::StringLiterals;
 using Texts = RichNotificationWCLocalizable;
 
-namespace {
-
-const QString kEnglish = u":/translations/tarnwick-helper_en.qm"_s;
-
-} // namespace
-
 // The window's texts: the format engine that fills them, their English defaults and
 // tables, and translations dropped in beside English. The functions run in order:
-// nothing is installed until textsWithoutTranslations has run.
+// nothing is installed until defaultsThenEnglishUnderneath.
 class tst_RichNotificationWCLocalizable : public QObject
 {
     Q_OBJECT
     std::optional<TestSandbox> m_sandbox;
     QTemporaryDir m_data;
     QString m_dropIn;
+    const QString m_english = u":/translations/tarnwick-helper_en.qm"_s;
 
 private Q_SLOTS:
     void initTestCase()
@@ -68,19 +63,18 @@ private Q_SLOTS:
         };
         for (const auto &[format, expected] : cases)
             QCOMPARE(LocalizedFormat::format(format, arguments), expected.isNull() ? format : expected);
-    }
 
-    void deepChoicesStopAtTheLimit()
-    {
-        QString format = u"x"_s;
+        // Choices too deep: the outer levels are resolved; what lies deeper stays as written.
+        QString deep = u"x"_s;
         for (int i = 0; i < 100; ++i)
-            format = u"{1, select, 1 {"_s + format + u"}}"_s;
-        // The outer levels are resolved; what lies deeper stays as written.
-        QCOMPARE(LocalizedFormat::format(format, {u"1"_s}).size(),
-                 format.size() - LocalizedFormat::kMaximumChoiceDepth * u"{1, select, 1 {}}"_s.size());
+            deep = u"{1, select, 1 {"_s + deep + u"}}"_s;
+        QCOMPARE(LocalizedFormat::format(deep, arguments).size(),
+                 deep.size() - LocalizedFormat::kMaximumChoiceDepth * u"{1, select, 1 {}}"_s.size());
     }
 
-    void textsWithoutTranslations()
+    // Without translations each text is its default; English is built in and always
+    // installed underneath, even for a language without a file.
+    void defaultsThenEnglishUnderneath()
     {
         QVERIFY(TranslationLoader::loadedFiles().isEmpty());
         QCOMPARE(Texts::closeButtonTitle(), u"Close"_s);
@@ -88,19 +82,13 @@ private Q_SLOTS:
         QCOMPARE(Texts::titleWithAppName(u"Tarnwick"_s), u"Tarnwick - Complete Uninstallation"_s);
         // The description's default is the title's text: the real one lives in the tables.
         QCOMPARE(Texts::descriptionWithAppName(u"Foo"_s, u"1 MB"_s, 3, true), u"Foo - Complete Uninstallation"_s);
-    }
 
-    void englishIsBuiltInUnderneathWithItsTexts()
-    {
         const QStringList folders = TranslationLoader::searchFolders();
         QCOMPARE(folders.first(), QCoreApplication::applicationDirPath() + u"/translations"_s);
-        QVERIFY(folders.contains(m_dropIn));
         QCOMPARE(folders.last(), u":/translations"_s);
-        // A language without a file keeps English alone.
         for (const QLocale &locale : {QLocale(QLocale::English, QLocale::UnitedKingdom), QLocale(QLocale::German)}) {
             TranslationLoader::installTranslations(locale);
-            QCOMPARE(TranslationLoader::loadedFiles(), QStringList{kEnglish});
-            QCOMPARE(Texts::completeUninstallButtonTitle(), u"Complete Uninstall"_s);
+            QCOMPARE(TranslationLoader::loadedFiles(), QStringList{m_english});
             QCOMPARE(Texts::titleWithAppName(u"A %2 & B"_s), u"A %2 & B - Complete Uninstallation"_s);
         }
 
@@ -123,7 +111,7 @@ private Q_SLOTS:
         const QString french = m_dropIn + u"/tarnwick-helper_fr.qm"_s;
         QVERIFY(QFile::copy(QStringLiteral(TW_FIXTURE_QM_DIR "/tarnwick-helper_fr.qm"), french));
         TranslationLoader::installTranslations(QLocale(QLocale::French, QLocale::Canada));
-        QCOMPARE(TranslationLoader::loadedFiles(), (QStringList{kEnglish, french}));
+        QCOMPARE(TranslationLoader::loadedFiles(), (QStringList{m_english, french}));
         QCOMPARE(Texts::closeButtonTitle(), u"Fermer"_s);
         QCOMPARE(Texts::titleWithAppName(u"Tarnwick"_s), u"Tarnwick - Désinstallation complète"_s);
         // Keys the French file lacks come from the English table, not from the defaults.
