@@ -20,8 +20,6 @@
 #include <QStandardPaths>
 #include <QTest>
 
-#include <numeric>
-
 using namespace Qt::StringLiterals;
 
 using namespace std::chrono_literals;
@@ -120,11 +118,12 @@ private Q_SLOTS:
         QCOMPARE(opacityWhenShown, QList<qreal>{0.0});
 
         waitForDescription(u"Tom & Jerry <b>Pro&lt; was moved to the Trash"_s);
-        const QList<PathForRemove> gathered = m_controller->gatheredPaths();
-        const auto total = std::accumulate(gathered.begin(), gathered.end(), quint64(0),
-                                           [](quint64 sum, const PathForRemove &path) { return sum + path.getSize(); });
+        quint64 total = 0;
+        for (const PathForRemove &path : m_controller->gatheredPaths())
+            total += path.getSize();
         const QString description = m_controller->descriptionText();
-        QVERIFY2(description.endsWith(" to free " + StringFileSize::convertToStringFromFileSize(total) + '.'), qPrintable(description));
+        QVERIFY2(description.endsWith(" to free " + StringFileSize::convertToStringFromFileSize(total) + '.'),
+                 qPrintable(description));
         RichNotificationWindow *window = m_controller->window();
         QCOMPARE(window->accessibleDescription(), description);
         const QString title = u"Tarnwick - Complete Uninstallation"_s;
@@ -132,7 +131,7 @@ private Q_SLOTS:
         QCOMPARE(window->windowTitle(), title);
         QCOMPARE(m_controller->completeUninstallButton()->text(), u"Complete Uninstall"_s);
         QCOMPARE(m_controller->closeButton()->text(), u"Close"_s);
-        for (const QPushButton *button : {m_controller->completeUninstallButton(), m_controller->closeButton(), m_controller->helpButton()})
+        for (const QPushButton *button : window->findChildren<QPushButton *>())
             QVERIFY(!button->accessibleName().isEmpty());
         QVERIFY(m_controller->completeUninstallButton()->isDefault());
 
@@ -173,7 +172,8 @@ private Q_SLOTS:
         QStringList paths; // kind and path
         for (const PathForRemove &record : m_controller->gatheredPaths())
             paths << QString::number(record.type()) + u' ' + record.path();
-        QCOMPARE(paths, (QStringList{"0 " + twin->bundlePath(), "0 " + copy->bundlePath(), "8 " + m_sandbox->path("Library/Caches/" + identifier)}));
+        QCOMPARE(paths, (QStringList{"0 " + twin->bundlePath(), "0 " + copy->bundlePath(),
+                                     "8 " + m_sandbox->path("Library/Caches/" + identifier)}));
         waitForDescription(u"Twin and 1 other app were moved"_s);
         showAndWait(trashedApp(u"Other"_s), 2);
         QCOMPARE(m_controller->remainsInfoCount(), 2);
@@ -257,7 +257,6 @@ private Q_SLOTS:
             QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
             m_now += Delays::scaled(3s);
             QWidget other;
-            other.resize(200, 100);
             other.show();
             other.activateWindow();
             QTRY_VERIFY_WITH_TIMEOUT(isHidden(), 5000);

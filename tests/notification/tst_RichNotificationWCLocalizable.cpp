@@ -44,7 +44,8 @@ private Q_SLOTS:
             {"%3 then %1, %1 again", "7 then 1, 1 again"}, // positional: %3 is the third even without %2
             {"%10|%1|%100", "ten|1|ten0"}, // two digits at most
             {"%11 %0 100% %", {}}, // missing arguments and lone percent signs
-            {"%4 / {2, select, 0 {chosen} other {other}}", "%2 {2, select, 0 {no} other {no}} / chosen"}, // arguments are never format
+            // Arguments are never read as format.
+            {"%4 / {2, select, 0 {chosen} other {other}}", "%2 {2, select, 0 {no} other {no}} / chosen"},
             {"{1, select, 1 {a} 1 {b} other {c}}", "a"}, // the first matching case
             {"{2, select, 1 {one} other {many}}", "many"},
             {"[{3, select, 1 {one}}]", "[]"}, // no case, no other
