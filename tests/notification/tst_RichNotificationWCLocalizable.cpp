@@ -1,72 +1,128 @@
 #include "support/TestSandbox.h"
+#include "notification/LocalizedFormat.h"
 #include "notification/RichNotificationWCLocalizable.h"
 #include "notification/TranslationLoader.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
-#include <memory>
+#include <optional>
 
+using namespace Qt::StringLiterals;
+using Texts = RichNotificationWCLocalizable;
+
+// The window's texts: the format engine that fills them, their English defaults and
+// tables, and translations dropped in beside English. The functions run in order:
+// nothing is installed until defaultsThenEnglishUnderneath.
 class tst_RichNotificationWCLocalizable : public QObject
 {
     Q_OBJECT
+    std::optional<TestSandbox> m_sandbox;
+    QTemporaryDir m_data;
+    QString m_dropIn;
+    const QString m_english = u":/translations/tarnwick-helper_en.qm"_s;
+
 private Q_SLOTS:
-    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
-    void defaultsWithoutTranslations();
-    void englishTexts();
-    void englishDescription_data();
-    void englishDescription();
+    void initTestCase()
+    {
+        m_sandbox.emplace();
+        QVERIFY(m_data.isValid());
+        // The user's data folder and the system's, both private to this test.
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_data.filePath(u"home"_s)));
+        qputenv("XDG_DATA_DIRS", QFile::encodeName(m_data.filePath(u"system"_s)));
+        m_dropIn = m_data.filePath(u"home/tarnwick-helper/translations"_s);
+        QVERIFY(QDir().mkpath(m_dropIn));
+    }
 
-private:
-    std::unique_ptr<TestSandbox> m_sandbox;
+    void format()
+    {
+        const QStringList arguments{"1", "0", "7", "%2 {2, select, 0 {no} other {no}}", "5", "6", "7", "8", "9", "ten"};
+        // A null expectation: the format stays as written.
+        const QList<std::pair<QString, QString>> cases{
+            {"%3 then %1, %1 again", "7 then 1, 1 again"}, // positional: %3 is the third even without %2
+            {"%10|%1|%100", "ten|1|ten0"}, // two digits at most
+            {"%11 %0 100% %", {}}, // missing arguments and lone percent signs
+            // Arguments are never read as format.
+            {"%4 / {2, select, 0 {chosen} other {other}}", "%2 {2, select, 0 {no} other {no}} / chosen"},
+            {"{1, select, 1 {a} 1 {b} other {c}}", "a"}, // the first matching case
+            {"{2, select, 1 {one} other {many}}", "many"},
+            {"[{3, select, 1 {one}}]", "[]"}, // no case, no other
+            {"{1,select,1{x}other{y}}", "x"},
+            {"{2, select, 0 {<b>%3</b> left} other {}}", "<b>7</b> left"},
+            {"{1, select, 1 {{2, select, 0 {in} other {out}}!} other {no}}", "in!"},
+            {"{12, select, 1 {one} other {fallback}}", "fallback"}, // argument out of range
+            {"{1, select, 1 {a {b} c} other {}}", "a {b} c"},
+            {"{not a choice}", {}},
+            {"{x, select, 1 {a}}", {}},
+            {"{1, plural, one {a} other {b}}", {}},
+            {"{1, select, 1 {a", {}}, // unclosed case
+            {"{1, select, 1 {a}", {}}, // unclosed choice
+            {"{1, select, 1 }", {}}, // key without body
+            {"{", {}},
+        };
+        for (const auto &[format, expected] : cases)
+            QCOMPARE(LocalizedFormat::format(format, arguments), expected.isNull() ? format : expected);
+
+        // Choices too deep: the outer levels are resolved; what lies deeper stays as written.
+        QString deep = u"x"_s;
+        for (int i = 0; i < 100; ++i)
+            deep = u"{1, select, 1 {"_s + deep + u"}}"_s;
+        QCOMPARE(LocalizedFormat::format(deep, arguments).size(),
+                 deep.size() - LocalizedFormat::kMaximumChoiceDepth * u"{1, select, 1 {}}"_s.size());
+    }
+
+    // Without translations each text is its default; English is built in and always
+    // installed underneath, even for a language without a file.
+    void defaultsThenEnglishUnderneath()
+    {
+        QVERIFY(TranslationLoader::loadedFiles().isEmpty());
+        QCOMPARE(Texts::closeButtonTitle(), u"Close"_s);
+        QCOMPARE(Texts::completeUninstallButtonTitle(), u"Complete Uninstall"_s);
+        QCOMPARE(Texts::titleWithAppName(u"Tarnwick"_s), u"Tarnwick - Complete Uninstallation"_s);
+        // The description's default is the title's text: the real one lives in the tables.
+        QCOMPARE(Texts::descriptionWithAppName(u"Foo"_s, u"1 MB"_s, 3, true), u"Foo - Complete Uninstallation"_s);
+
+        const QStringList folders = TranslationLoader::searchFolders();
+        QCOMPARE(folders.first(), QCoreApplication::applicationDirPath() + u"/translations"_s);
+        QCOMPARE(folders.last(), u":/translations"_s);
+        for (const QLocale &locale : {QLocale(QLocale::English, QLocale::UnitedKingdom), QLocale(QLocale::German)}) {
+            TranslationLoader::installTranslations(locale);
+            QCOMPARE(TranslationLoader::loadedFiles(), QStringList{m_english});
+            QCOMPARE(Texts::titleWithAppName(u"A %2 & B"_s), u"A %2 & B - Complete Uninstallation"_s);
+        }
+
+        const QString one = QStringLiteral("<b>Foo</b> was moved to the Trash, but its service files are still on this computer. "
+                                           "Remove them together with the app to free <b>%1</b>.");
+        const QString several = QStringLiteral("<b>Foo</b> and %1 were moved to the Trash, but their service files are still on "
+                                               "this computer. Remove them together with the apps to free <b>%2</b>.");
+        const QList<std::tuple<qint64, bool, QString>> descriptions{
+            {0, true, one.arg("12.3 MB")},
+            {0, false, one.arg("about 12.3 MB")},
+            {1, true, several.arg("1 other app", "12.3 MB")},
+            {2, false, several.arg("2 other apps", "about 12.3 MB")},
+        };
+        for (const auto &[others, sure, expected] : descriptions)
+            QCOMPARE(Texts::descriptionWithAppName("Foo", "12.3 MB", others, sure), expected);
+    }
+
+    void aDroppedInLanguageSitsOnTopOfEnglish()
+    {
+        const QString french = m_dropIn + u"/tarnwick-helper_fr.qm"_s;
+        QVERIFY(QFile::copy(QStringLiteral(TW_FIXTURE_QM_DIR "/tarnwick-helper_fr.qm"), french));
+        TranslationLoader::installTranslations(QLocale(QLocale::French, QLocale::Canada));
+        QCOMPARE(TranslationLoader::loadedFiles(), (QStringList{m_english, french}));
+        QCOMPARE(Texts::closeButtonTitle(), u"Fermer"_s);
+        QCOMPARE(Texts::titleWithAppName(u"Tarnwick"_s), u"Tarnwick - Désinstallation complète"_s);
+        // Keys the French file lacks come from the English table, not from the defaults.
+        QVERIFY(Texts::descriptionWithAppName(u"Foo"_s, u"1 MB"_s, 0, true)
+                    .startsWith(u"<b>Foo</b> was moved to the Trash"_s));
+        // Installing again replaces the earlier translators.
+        TranslationLoader::installTranslations(QLocale(QLocale::English));
+        QCOMPARE(Texts::closeButtonTitle(), u"Close"_s);
+    }
 };
-
-void tst_RichNotificationWCLocalizable::defaultsWithoutTranslations()
-{
-    QVERIFY(TranslationLoader::loadedFiles().isEmpty());
-    QCOMPARE(RichNotificationWCLocalizable::closeButtonTitle(), QStringLiteral("Close"));
-    QCOMPARE(RichNotificationWCLocalizable::completeUninstallButtonTitle(), QStringLiteral("Complete Uninstall"));
-    QCOMPARE(RichNotificationWCLocalizable::titleWithAppName(QStringLiteral("Tarnwick")),
-             QStringLiteral("Tarnwick - Complete Uninstallation"));
-    // The description's default is the title's text: the real one lives in the tables.
-    QCOMPARE(RichNotificationWCLocalizable::descriptionWithAppName(QStringLiteral("Foo"), QStringLiteral("1 MB"), 3, true),
-             QStringLiteral("Foo - Complete Uninstallation"));
-}
-
-void tst_RichNotificationWCLocalizable::englishTexts()
-{
-    TranslationLoader::installTranslations(QLocale(QLocale::English));
-    QCOMPARE(TranslationLoader::loadedFiles(), QStringList{QStringLiteral(":/translations/tarnwick-helper_en.qm")});
-    QCOMPARE(RichNotificationWCLocalizable::closeButtonTitle(), QStringLiteral("Close"));
-    QCOMPARE(RichNotificationWCLocalizable::completeUninstallButtonTitle(), QStringLiteral("Complete Uninstall"));
-    QCOMPARE(RichNotificationWCLocalizable::titleWithAppName(QStringLiteral("A %2 & B")),
-             QStringLiteral("A %2 & B - Complete Uninstallation"));
-}
-
-void tst_RichNotificationWCLocalizable::englishDescription_data()
-{
-    QTest::addColumn<qint64>("others");
-    QTest::addColumn<bool>("sure");
-    QTest::addColumn<QString>("expected");
-    const QString one = QStringLiteral("<b>Foo</b> was moved to the Trash, but its service files are still on this computer. "
-                                       "Remove them together with the app to free <b>%1</b>.");
-    const QString several = QStringLiteral("<b>Foo</b> and %1 were moved to the Trash, but their service files are still on "
-                                           "this computer. Remove them together with the apps to free <b>%2</b>.");
-    QTest::newRow("alone") << qint64(0) << true << one.arg(QStringLiteral("12.3 MB"));
-    QTest::newRow("alone, sizes unsure") << qint64(0) << false << one.arg(QStringLiteral("about 12.3 MB"));
-    QTest::newRow("one other") << qint64(1) << true << several.arg(QStringLiteral("1 other app"), QStringLiteral("12.3 MB"));
-    QTest::newRow("two others") << qint64(2) << true << several.arg(QStringLiteral("2 other apps"), QStringLiteral("12.3 MB"));
-    QTest::newRow("two others, unsure") << qint64(2) << false
-                                        << several.arg(QStringLiteral("2 other apps"), QStringLiteral("about 12.3 MB"));
-}
-
-void tst_RichNotificationWCLocalizable::englishDescription()
-{
-    QFETCH(qint64, others);
-    QFETCH(bool, sure);
-    QFETCH(QString, expected);
-    QCOMPARE(RichNotificationWCLocalizable::descriptionWithAppName(QStringLiteral("Foo"), QStringLiteral("12.3 MB"), others, sure),
-             expected);
-}
 
 QTEST_GUILESS_MAIN(tst_RichNotificationWCLocalizable)
 #include "tst_RichNotificationWCLocalizable.moc"
