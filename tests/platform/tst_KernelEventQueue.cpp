@@ -1,3 +1,4 @@
+#include "TestSandbox.h"
 #include "platform/KernelEventQueue.h"
 
 #include <QDir>
@@ -49,7 +50,7 @@ private Q_SLOTS:
             if (c.entry)
                 std::strcpy(record + sizeof(inotify_event), "entry");
             const quint32 events = Queue::vnodeEventsFor(*event, c.before, c.after);
-            QVERIFY2(events == c.expected, qPrintable(QString("%1: got %2").arg(c.what).arg(events, 0, 16)));
+            QVERIFY2(events == c.expected, qPrintable(QString("%1: %2").arg(c.what).arg(events, 0, 16)));
         }
     }
 
@@ -61,17 +62,12 @@ private Q_SLOTS:
         const auto queue = Queue::create();
         QVERIFY(queue);
         const int folder = queue->addWatch(root.path());
-        const QString filePath = root.filePath("file");
-        QFile(filePath).open(QIODevice::WriteOnly);
-        const int file = queue->addWatch(filePath);
+        const int file = queue->addWatch(TestSandbox::makeFile(root.filePath("file")));
         QVERIFY(folder >= 0 && file >= 0 && folder != file);
-
         QDir(root.path()).mkdir("sub");
-        QFile(root.filePath("other")).open(QIODevice::WriteOnly);
-        QFile::remove(root.filePath("other"));
-        QFile grow(filePath);
-        QVERIFY(grow.open(QIODevice::Append));
-        grow.write("more");
+        QFile::remove(TestSandbox::makeFile(root.filePath("other")));
+        QFile grow(root.filePath("file"));
+        QVERIFY(grow.open(QIODevice::Append) && grow.write("more") == 4);
         grow.close();
         // The kernel may hand the events over in more than one read.
         std::map<int, quint32> seen;
