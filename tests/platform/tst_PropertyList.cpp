@@ -1,11 +1,67 @@
 #include "platform/PropertyList.h"
+#include "platform/PropertyListGuard.h"
 
 #include <QDateTime>
 #include <QTest>
 #include <QTimeZone>
+#include <QtEndian>
 
 using Format = PropertyList::Format;
 
+namespace {
+
+QVariantMap everyType()
+{
+    return {{"string", "Grüße & <tags>"}, {"empty", ""}, {"integer", qint64(-42)}, {"large", qint64(1) << 40},
+            {"real", 2.5}, {"yes", true}, {"data", QByteArray("\x00\x01\xff", 3)},
+            {"date", QDateTime(QDate(2024, 2, 29), QTime(12, 30, 15), QTimeZone::utc())},
+            {"uid", QVariant::fromValue(PlistUid{7})}, {"list", QVariantList{"a", qint64(1), QVariantMap{{"k", false}}}}};
+}
+
+QByteArray bigEndian(quint32 value)
+{
+    QByteArray bytes(4, '\0');
+    qToBigEndian(value, bytes.data());
+    return bytes;
+}
+
+// A binary list of the given encoded objects with the first one on top.
+QByteArray binaryList(const QList<QByteArray> &objects, int referenceSize = 1)
+{
+    QByteArray data = "bplist00";
+    QByteArray offsets;
+    for (const QByteArray &object : objects) {
+        offsets += bigEndian(quint32(data.size()));
+        data += object;
+    }
+    QByteArray trailer(32, '\0');
+    trailer[6] = 4;
+    trailer[7] = char(referenceSize);
+    qToBigEndian(quint64(objects.size()), trailer.data() + 8);
+    qToBigEndian(quint64(data.size()), trailer.data() + 24);
+    return data + offsets + trailer;
+}
+
+// Each array holds the next one (more than once when shared), the last one is empty.
+QByteArray nestedArrays(int levels, int referencesEach)
+{
+    QList<QByteArray> objects;
+    for (int i = 0; i < levels - 1; ++i)
+        objects.append(char(0xA0 | referencesEach) + bigEndian(quint32(i + 1)).repeated(referencesEach));
+    objects.append(QByteArray(1, char(0xA0)));
+    return binaryList(objects, 4);
+}
+
+QByteArray nestedXml(int levels, const QByteArray &inside = {})
+{
+    return "<plist version=\"1.0\">" + QByteArray("<array>").repeated(levels) + inside +
+           QByteArray("</array>").repeated(levels) + "</plist>";
+}
+
+} // namespace
+
+// libplist recurses on nesting and copies shared binary objects, and aborts on some
+// keys: such input must be refused before it reaches it.
 class tst_PropertyList : public QObject
 {
     Q_OBJECT
@@ -17,34 +73,15 @@ private Q_SLOTS:
             // Keyed archives, the one user of UIDs, are binary; XML has no UID element.
             if (format == Format::Xml)
                 original.remove("uid");
-            const auto back = PropertyList::fromData(PropertyList::toData(original, format));
-            QVERIFY(back.has_value());
-            const QVariantMap read = back->toMap();
+            const QByteArray data = PropertyList::toData(original, format);
+            QVERIFY(data.startsWith(format == Format::Binary ? "bplist00" : "<?xml"));
+            const QVariantMap read = PropertyList::fromData(data).value().toMap();
             QCOMPARE(read.keys(), original.keys());
             for (const QString &key : original.keys())
                 QVERIFY2(read.value(key) == original.value(key), qPrintable(key));
         }
-        QCOMPARE(PropertyList::fromData(PropertyList::toData(everyType(), Format::Binary))->toMap()["uid"].value<PlistUid>().value,
-                 quint64(7));
-        const QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                               "<key>CFBundleIdentifier</key><string>com.example.Foo</string></dict></plist>";
-        QCOMPARE(PropertyList::fromData(xml)->toMap().value("CFBundleIdentifier"), QVariant("com.example.Foo"));
-        QVERIFY(PropertyList::toData(*PropertyList::fromData(xml), Format::Binary).startsWith("bplist00"));
-    }
-
-    void rejectsMalformedInput()
-    {
-        for (const QByteArray &data : {QByteArray(), QByteArray("not a property list"), QByteArray("bplist00\x01\x02\x03")})
-            QVERIFY(!PropertyList::fromData(data).has_value());
-        const QByteArray binary = PropertyList::toData(everyType(), Format::Binary);
-        for (qsizetype cut : {qsizetype(8), binary.size() / 2, binary.size() - 1})
-            QVERIFY2(!PropertyList::fromData(binary.left(cut)).has_value(), qPrintable(QString::number(cut)));
-        // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
-        const int levels = PropertyList::kMaxDepth + 10;
-        QVERIFY(!PropertyList::fromData("<plist version=\"1.0\">" + QByteArray("<array>").repeated(levels) +
-                                        QByteArray("</array>").repeated(levels) + "</plist>")
-                     .has_value());
-        QVERIFY(!PropertyList::fromFile("/nonexistent/Info.plist").has_value());
+        const QVariant uid = PropertyList::fromData(PropertyList::toData(everyType(), Format::Binary))->toMap()["uid"];
+        QCOMPARE(uid.value<PlistUid>().value, quint64(7));
     }
 
     void refusesValuesItCannotStore()
@@ -59,19 +96,52 @@ private Q_SLOTS:
         }
     }
 
-private:
-    static QVariantMap everyType()
+    void rejectsMalformedInput()
     {
-        return {{"string", "Grüße & <tags>"},
-                {"empty", ""},
-                {"integer", qint64(-42)},
-                {"large", qint64(1) << 40},
-                {"real", 2.5},
-                {"yes", true},
-                {"data", QByteArray("\x00\x01\xff", 3)},
-                {"date", QDateTime(QDate(2024, 2, 29), QTime(12, 30, 15), QTimeZone::utc())},
-                {"uid", QVariant::fromValue(PlistUid{7})},
-                {"list", QVariantList{"a", qint64(1), QVariantMap{{"k", false}}}}};
+        for (const QByteArray &data : {QByteArray(), QByteArray("not a property list"), QByteArray("bplist00\x01\x02\x03")})
+            QVERIFY(!PropertyList::fromData(data).has_value());
+        const QByteArray binary = PropertyList::toData(everyType(), Format::Binary);
+        for (qsizetype cut : {qsizetype(8), binary.size() / 2, binary.size() - 1})
+            QVERIFY2(!PropertyList::fromData(binary.left(cut)).has_value(), qPrintable(QString::number(cut)));
+        QVERIFY(!PropertyList::fromFile("/nonexistent/Info.plist").has_value());
+
+        const QByteArray valid = binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x51" "a", 2)});
+        QVERIFY(PropertyList::fromData(valid).has_value());
+        const auto broken = [&valid](qsizetype at, char value) { return QByteArray(valid).replace(at, 1, &value, 1); };
+        QVERIFY(!PropertyListGuard::isSafeToParse(broken(9, 7), 8)); // the array's reference past the two objects
+        QVERIFY(!PropertyListGuard::isSafeToParse(broken(valid.size() - 33, char(0xF0)), 8)); // an offset beyond the data
+        QVERIFY(!PropertyListGuard::isSafeToParse(broken(8, char(0xAF)), 8)); // more references than the data holds
+        QVERIFY(!PropertyListGuard::isSafeToParse(valid.left(valid.size() - 1), 8));
+        QVERIFY(!PropertyListGuard::isSafeToParse("bplist00", 8));
+    }
+
+    void refusesDeepNestingAndExponentialSharing()
+    {
+        // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
+        QVERIFY(PropertyList::fromData(nestedArrays(PropertyList::kMaxDepth, 1)).has_value());
+        QVERIFY(!PropertyList::fromData(nestedXml(PropertyList::kMaxDepth + 10)).has_value());
+        QVERIFY(!PropertyList::fromData(nestedArrays(200000, 1)).has_value());
+        QVERIFY(!PropertyList::fromData(nestedXml(200000)).has_value());
+        // Comments and self-closing elements do not nest.
+        QCOMPARE(PropertyList::fromData(nestedXml(1, QByteArray("<!-- <array> --><array/><true/>").repeated(500)))->toList().size(),
+                 1000);
+        // 2^40 objects once expanded, from a file of a few hundred bytes; a little sharing is fine.
+        QVERIFY(!PropertyList::fromData(nestedArrays(40, 2)).has_value());
+        QVERIFY(PropertyList::fromData(nestedArrays(8, 2)).has_value());
+    }
+
+    void refusesKeysLibplistAbortsOn()
+    {
+        const auto withKey = [](const QByteArray &key) {
+            return PropertyList::fromData(binaryList({QByteArray("\xD1\x01\x02", 3), key, QByteArray("\x51" "v", 2)}));
+        };
+        const QVariantMap ab{{"ab", "v"}};
+        QCOMPARE(withKey(QByteArray("\x52" "ab", 3))->toMap(), ab);
+        QCOMPARE(withKey(QByteArray("\x62\x00" "a\x00" "b", 5))->toMap(), ab);
+        QVERIFY(!withKey(QByteArray("\x53" "a\x00" "b", 4)).has_value());
+        QVERIFY(!withKey(QByteArray("\x62\x00" "a\x00\x00", 5)).has_value());
+        // A NUL inside a value does no harm (libplist ends the string there).
+        QVERIFY(PropertyList::fromData(binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x53" "a\x00" "b", 4)})));
     }
 };
 
