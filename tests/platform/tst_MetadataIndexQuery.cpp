@@ -17,14 +17,30 @@ private Q_SLOTS:
     void initTestCase() { m_sandbox.emplace(); }
     void cleanup() { Query::setIndexSource({}); }
 
-    void readsThePredicateForm()
+    void matchesTheQueryForm()
     {
-        for (const char *good : {"kMDItemCFBundleIdentifier == 'com.example.A'", "kMDItemPath = 'x'",
-                                 "kMDItemPath LIKE \"*.app\"", "kMDItemCFBundleIdentifier == 'a' AND kMDItemPath LIKE '?*'",
-                                 "kMDItemPath like 'a*' and kMDItemPath like '*b'", "kMDItemPath == 'it\\'s'"}) {
-            const auto query = Query::create();
-            QVERIFY2(query->setPredicate(good) && query->startQuery(), good);
-        }
+        Query::setIndexSource([](const QStringList &, const Query::IsStopped &) {
+            const auto app = [](const char *path, const QString &id) {
+                return Item{{Query::kItemPathKey, path}, {Query::kItemBundleIdentifierKey, "com.example." + id}};
+            };
+            return QList<Item>{{{Query::kItemPathKey, "/b/x"}}, app("/a/Foo.app", "foo"), app("/a/Fo.app", "fo"),
+                               app("/b/F(o)+.app", "paren"), app("/b/it's", "quote")};
+        });
+        const std::pair<const char *, QStringList> cases[] = {
+            {"kMDItemCFBundleIdentifier == 'com.example.foo'", {"/a/Foo.app"}},
+            {"kMDItemCFBundleIdentifier = 'COM.EXAMPLE.FOO'", {}}, // equality minds case
+            {"kMDItemPath LIKE \"/a/*\"", {"/a/Foo.app", "/a/Fo.app"}},
+            {"kMDItemPath LIKE '/a/F?o.app'", {"/a/Foo.app"}},
+            {"kMDItemPath LIKE '?*'", {"/b/x", "/a/Foo.app", "/a/Fo.app", "/b/F(o)+.app", "/b/it's"}},
+            {"kMDItemPath LIKE '/b/x*'", {"/b/x"}},              // a star matches nothing too
+            {"kMDItemPath LIKE '/b/F(o)+.*'", {"/b/F(o)+.app"}}, // other characters are literal
+            {"kMDItemPath == '/b/it\\'s'", {"/b/it's"}},
+            {"kMDItemCFBundleIdentifier == 'com.example.fo' AND kMDItemPath LIKE '/a/*'", {"/a/Fo.app"}},
+            {"kMDItemPath like '/a/*' and kMDItemPath like '*Foo.app'", {"/a/Foo.app"}},
+            {"kMDItemDisplayName LIKE '*'", {}}, // a missing attribute never matches
+        };
+        for (const auto &[predicate, expected] : cases)
+            QCOMPARE(gather(predicate, {}), expected);
         for (const char *bad : {"", "kMDItemPath ==", "== 'x'", "kMDItemPath == x", "kMDItemPath == 'x",
                                 "kMDItemPath == 'x' AND", "kMDItemPath == 'x' OR kMDItemPath == 'y'",
                                 "kMDItemCFBundleIdentifier == 'it's' AND kMDItemPath LIKE '?*'",
@@ -33,30 +49,6 @@ private Q_SLOTS:
             QVERIFY2(!query->setPredicate(bad) && !query->startQuery(), bad);
         }
         QVERIFY(!Query::create()->startQuery()); // nothing to look for
-    }
-
-    void matchesEqualityAndPatterns()
-    {
-        Query::setIndexSource([](const QStringList &, const Query::IsStopped &) {
-            const auto app = [](const char *path, const QString &id) {
-                return Item{{Query::kItemPathKey, path}, {Query::kItemBundleIdentifierKey, "com.example." + id}};
-            };
-            return QList<Item>{{{Query::kItemPathKey, "/b/x"}}, app("/a/Foo.app", "foo"), app("/a/Fo.app", "fo"),
-                               app("/b/F(o)+.app", "paren")};
-        });
-        const std::pair<const char *, QStringList> cases[] = {
-            {"kMDItemCFBundleIdentifier == 'com.example.foo'", {"/a/Foo.app"}},
-            {"kMDItemCFBundleIdentifier == 'COM.EXAMPLE.FOO'", {}}, // equality minds case
-            {"kMDItemPath LIKE '/a/*'", {"/a/Foo.app", "/a/Fo.app"}},
-            {"kMDItemPath LIKE '/a/F?o.app'", {"/a/Foo.app"}},
-            {"kMDItemPath LIKE '?*'", {"/b/x", "/a/Foo.app", "/a/Fo.app", "/b/F(o)+.app"}},
-            {"kMDItemPath LIKE '/b/x*'", {"/b/x"}},              // a star matches nothing too
-            {"kMDItemPath LIKE '/b/F(o)+.*'", {"/b/F(o)+.app"}}, // other characters are literal
-            {"kMDItemCFBundleIdentifier == 'com.example.fo' AND kMDItemPath LIKE '/a/*'", {"/a/Fo.app"}},
-            {"kMDItemDisplayName LIKE '*'", {}}, // a missing attribute never matches
-        };
-        for (const auto &[predicate, expected] : cases)
-            QCOMPARE(gather(predicate, {}), expected);
     }
 
     void gathersApplicationBundlesUnderTheScopes()
@@ -79,19 +71,9 @@ private Q_SLOTS:
         QCOMPARE(gather("kMDItemPath LIKE '?*'", {m_sandbox->path("missing")}), QStringList{});
     }
 
-    void stoppedQueriesReportNothingMore()
-    {
-        const auto query = Query::create();
-        QVERIFY(query->setPredicate("kMDItemPath LIKE '?*'") && !query->isStopped());
-        QVERIFY(query->startQuery() && query->isGathering());
-        QVERIFY(!query->startQuery()); // one start only
-        query->stopQuery();
-        QVERIFY(query->isStopped() && !query->isGathering());
-    }
-
-    // A query dropped while its gathering runs is simply never told; the gathering ends
-    // early and nothing is posted for it.
-    void gatheringLetsGoOfADroppedQuery()
+    // A query starts once; one dropped while its gathering runs is simply never told: the
+    // gathering ends early and nothing is posted for it.
+    void stoppedOrDroppedQueriesReportNothingMore()
     {
         std::atomic<bool> started{false};
         Query::setIndexSource([&started](const QStringList &, const Query::IsStopped &isStopped) {
@@ -103,9 +85,15 @@ private Q_SLOTS:
         NotificationCenter::defaultCenter().addObserver(this, Query::kDidFinishGatheringNotification, nullptr,
                                                         [&notifications](const Notification &) { ++notifications; });
         auto query = Query::create();
-        QVERIFY(query->setPredicate("kMDItemPath LIKE '?*'") && query->startQuery());
+        QVERIFY(query->setPredicate("kMDItemPath LIKE '?*'") && query->startQuery() && query->isGathering());
+        QVERIFY(!query->startQuery());
         QTRY_VERIFY_WITH_TIMEOUT(started.load(), 5000);
         query.reset(); // stops and joins the gathering
+        query = Query::create();
+        QVERIFY(query->setPredicate("kMDItemPath LIKE '?*'") && query->startQuery());
+        query->stopQuery();
+        QVERIFY(query->isStopped() && !query->isGathering());
+        query.reset();
         bool reached = false;
         MainThread::async([&reached] { reached = true; });
         QTRY_VERIFY_WITH_TIMEOUT(reached, 5000);

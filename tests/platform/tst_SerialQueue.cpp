@@ -18,19 +18,14 @@ private Q_SLOTS:
     {
         SerialQueue queue("test queue");
         std::vector<int> order;
-        for (int i = 0; i < 100; ++i)
-            queue.async([&order, i] { order.push_back(i); });
-        bool onQueue = false;
         DispatchGroup done;
         done.enter();
-        queue.async([&] {
-            onQueue = queue.isCurrent();
-            done.leave();
-        });
-        QVERIFY(done.wait(5000ms));
-        QVERIFY(onQueue && !queue.isCurrent());
+        for (int i = 0; i < 100; ++i)
+            queue.async([&, i] { order.push_back(queue.isCurrent() ? i : -1); });
+        queue.async([&] { done.leave(); });
+        QVERIFY(done.wait(5000ms) && !queue.isCurrent());
         QCOMPARE(order.size(), std::size_t(100));
-        QVERIFY(std::is_sorted(order.begin(), order.end()));
+        QVERIFY(std::is_sorted(order.begin(), order.end()) && order.front() == 0);
     }
 
     void destructionDropsWhatHasNotStarted()
