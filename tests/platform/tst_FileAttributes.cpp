@@ -9,34 +9,35 @@
 
 #include <unistd.h>
 
+using Type = FileAttributes::ResourceType;
+
 class tst_FileAttributes : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void linksAreSeenAsLinks()
+    // A link is seen as a link, and as what it leads to when followed; a dangling one
+    // exists only when the final link is not followed.
+    void readsTypesLinksAndSizes()
     {
-        using Type = FileAttributes::ResourceType;
-        QVERIFY(QDir().mkpath(path("folder")) && QFile::link(path("folder"), path("link")));
-        QVERIFY(QFile::link(path("gone"), path("dangling")));
-        QCOMPARE(FileAttributes::resourceType(TestSandbox::makeFile(path("file"))), Type::Regular);
-        QCOMPARE(FileAttributes::resourceType(path("folder")), Type::Directory);
-        QCOMPARE(FileAttributes::resourceType(path("link")), Type::SymbolicLink);
-        QCOMPARE(FileAttributes::resourceType(path("missing")), Type::Unknown);
-        // Following the link, it is a directory; the item itself is a link.
-        QVERIFY(FileAttributes::isDirectory(path("link")) && FileAttributes::isSymbolicLink(path("link")));
-        // A dangling link exists only when the final link is not followed.
-        QVERIFY(!FileAttributes::exists(path("dangling")) && FileAttributes::existsNoFollow(path("dangling")));
-        QVERIFY(!FileAttributes::exists(QString()));
-    }
-
-    void linkCountsAndAllocatedSizes()
-    {
+        QVERIFY(QDir().mkpath(path("folder/a")) && QDir().mkpath(path("folder/b")));
+        QVERIFY(QFile::link(path("folder"), path("link")) && QFile::link(path("gone"), path("dangling")));
+        const QString file = TestSandbox::makeFile(path("file"), 5);
+        struct Case { const char *name; Type type; bool exists, existsNoFollow, directory, link; };
+        for (const Case &c : {Case{"file", Type::Regular, true, true, false, false},
+                              Case{"folder", Type::Directory, true, true, true, false},
+                              Case{"link", Type::SymbolicLink, true, true, true, true},
+                              Case{"dangling", Type::SymbolicLink, false, true, false, true},
+                              Case{"missing", Type::Unknown, false, false, false, false}, Case{"", Type::Unknown, false, false, false, false}}) {
+            const QString item = *c.name ? path(c.name) : QString();
+            QVERIFY2(FileAttributes::resourceType(item) == c.type && FileAttributes::exists(item) == c.exists &&
+                         FileAttributes::existsNoFollow(item) == c.existsNoFollow &&
+                         FileAttributes::isDirectory(item) == c.directory && FileAttributes::isSymbolicLink(item) == c.link,
+                     c.name);
+        }
         // st_nlink of a directory with two sub-folders is 4; it must not read as a hard-link count.
-        QVERIFY(QDir().mkpath(path("parent/a")) && QDir().mkpath(path("parent/b")));
-        QVERIFY(!FileAttributes::linkCount(path("parent")).has_value());
-        const QString file = TestSandbox::makeFile(path("linked"), 5);
+        QCOMPARE(FileAttributes::linkCount(path("folder")), std::nullopt);
         QCOMPARE(FileAttributes::linkCount(file), std::optional<quint64>(1));
-        QVERIFY(::link(QFile::encodeName(file).constData(), QFile::encodeName(path("linked.2")).constData()) == 0);
+        QVERIFY(::link(QFile::encodeName(file).constData(), QFile::encodeName(path("file.2")).constData()) == 0);
         QCOMPARE(FileAttributes::linkCount(file), std::optional<quint64>(2));
         // Space on disk, not the logical length.
         QCOMPARE(FileAttributes::allocatedSize(TestSandbox::makeFile(path("empty"))), std::optional<quint64>(0));
@@ -53,10 +54,12 @@ private Q_SLOTS:
     void packagesAndApplications()
     {
         QVERIFY(QDir().mkpath(path("Foo.APP")) && QDir().mkpath(path("Tools.PrefPane")) && QDir().mkpath(path("folder")));
-        QVERIFY(PackageRules::isApplication(path("Foo.APP")) && PackageRules::isPackage(path("Foo.APP")));
-        QVERIFY(PackageRules::isPackage(path("Tools.PrefPane")) && !PackageRules::isApplication(path("Tools.PrefPane")));
-        QVERIFY(!PackageRules::isApplication(TestSandbox::makeFile(path("Notes.app"))));
-        QVERIFY(!PackageRules::isPackage(path("folder")));
+        TestSandbox::makeFile(path("Notes.app"));
+        for (const auto &[name, package, application] : {std::tuple{"Foo.APP", true, true}, {"Tools.PrefPane", true, false},
+                                                         {"Notes.app", false, false}, {"folder", false, false}}) {
+            QVERIFY2(PackageRules::isPackage(path(name)) == package, name);
+            QVERIFY2(PackageRules::isApplication(path(name)) == application, name);
+        }
         QVERIFY(!PackageRules::hasApplicationExtension("/x.app/Contents"));
     }
 
