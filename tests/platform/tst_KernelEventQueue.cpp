@@ -1,12 +1,9 @@
-#include "TestSandbox.h"
 #include "platform/KernelEventQueue.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <cstring>
-#include <map>
 #include <sys/inotify.h>
 
 using Queue = KernelEventQueue;
@@ -54,35 +51,16 @@ private Q_SLOTS:
         }
     }
 
-    // Everything that happened to one watch before a read comes back as one mask, and a
-    // wake-up ends a wait at once.
-    void coalescesOneReadPerWatchAndWakes()
+    // The real events reach the queue's users through VDKQueue (tests/watching); here only
+    // the wake-up that ends a wait at once.
+    void wakeEndsAWaitAtOnce()
     {
         QTemporaryDir root;
         const auto queue = Queue::create();
-        QVERIFY(queue);
-        const int folder = queue->addWatch(root.path());
-        const int file = queue->addWatch(TestSandbox::makeFile(root.filePath("file")));
-        QVERIFY(folder >= 0 && file >= 0 && folder != file);
-        QDir(root.path()).mkdir("sub");
-        QFile::remove(TestSandbox::makeFile(root.filePath("other")));
-        QFile grow(root.filePath("file"));
-        QVERIFY(grow.open(QIODevice::Append) && grow.write("more") == 4);
-        grow.close();
-        // The kernel may hand the events over in more than one read.
-        std::map<int, quint32> seen;
-        for (int read = 0; read < 10 && (seen.size() < 2 || !(seen[file] & Queue::NoteExtend)); ++read) {
-            for (const Queue::Change &change : queue->wait(std::chrono::seconds(5)).changes)
-                seen[change.watch] |= change.events;
-        }
-        QCOMPARE(seen[folder], quint32(Queue::NoteWrite | Queue::NoteExtend | Queue::NoteLink));
-        QCOMPARE(seen[file], quint32(Queue::NoteWrite | Queue::NoteExtend));
-
-        const auto idle = Queue::create();
-        idle->addWatch(root.path());
-        idle->wake();
+        QVERIFY(queue && queue->addWatch(root.path()) >= 0);
+        queue->wake();
         // Without the wake-up this would block for an hour (and the test time out).
-        const Queue::Batch batch = idle->wait(std::chrono::hours(1));
+        const Queue::Batch batch = queue->wait(std::chrono::hours(1));
         QVERIFY(batch.changes.empty() && !batch.overflowed);
     }
 };

@@ -73,7 +73,7 @@ private Q_SLOTS:
 
     // A query starts once; one dropped while its gathering runs is simply never told: the
     // gathering ends early and nothing is posted for it.
-    void stoppedOrDroppedQueriesReportNothingMore()
+    void droppedQueriesReportNothingMore()
     {
         std::atomic<bool> started{false};
         Query::setIndexSource([&started](const QStringList &, const Query::IsStopped &isStopped) {
@@ -89,11 +89,6 @@ private Q_SLOTS:
         QVERIFY(!query->startQuery());
         QTRY_VERIFY_WITH_TIMEOUT(started.load(), 5000);
         query.reset(); // stops and joins the gathering
-        query = Query::create();
-        QVERIFY(query->setPredicate("kMDItemPath LIKE '?*'") && query->startQuery());
-        query->stopQuery();
-        QVERIFY(query->isStopped() && !query->isGathering());
-        query.reset();
         bool reached = false;
         MainThread::async([&reached] { reached = true; });
         QTRY_VERIFY_WITH_TIMEOUT(reached, 5000);
