@@ -11,34 +11,17 @@
 
 using Run = AttributedString::Run;
 
-namespace {
-
-TextAttributes fg(const QColor &color)
-{
-    return TextAttributes().setForegroundColor(color);
-}
-
-} // namespace
-
 class tst_AttributedString : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase() { m_sandbox.emplace(); }
 
-    void laterAdditionsWinPerKeyOverTheirRange()
+    // Later additions winning per key and merging equal neighbours are checked through the
+    // attributed text of the notification (tests/notification); here the edges.
+    void rangesAreClippedAndRunsRepaired()
     {
-        AttributedStringBuilder builder("abcdef", fg(Qt::black));
-        const auto redOnYellow = fg(Qt::red).setBackgroundColor(Qt::yellow);
-        builder.addAttributes(redOnYellow, {1, 4});
-        builder.addAttributes(fg(Qt::blue), {2, 1});
-        builder.addAttributes(fg(Qt::red), {3, 1}); // equal to its neighbour: merged
-        QCOMPARE(builder.build().runs(), (QList<Run>{{{0, 1}, fg(Qt::black)}, {{1, 1}, redOnYellow},
-                                                     {{2, 1}, TextAttributes(redOnYellow).setForegroundColor(Qt::blue)},
-                                                     {{3, 2}, redOnYellow}, {{5, 1}, fg(Qt::black)}}));
         QCOMPARE(AttributedStringBuilder(QString(), fg(Qt::red)).build().runs(), QList<Run>());
-
-        // Ranges are clipped to the text.
         constexpr qsizetype huge = std::numeric_limits<qsizetype>::max();
         AttributedStringBuilder clipped("abc");
         clipped.addAttributes(fg(Qt::red), {-2, 3});
@@ -128,6 +111,8 @@ private Q_SLOTS:
     }
 
 private:
+    static TextAttributes fg(const QColor &color) { return TextAttributes().setForegroundColor(color); }
+
     std::optional<TestSandbox> m_sandbox;
 };
 

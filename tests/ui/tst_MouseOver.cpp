@@ -11,25 +11,11 @@ class tst_MouseOver : public QObject
 private Q_SLOTS:
     void initTestCase() { m_sandbox.emplace(); }
 
-    void followsThePointerInShownWindowsOnly()
+    // A view counts as under the pointer only once shown, within its own rectangle, and
+    // (for the whole answer) not scrolled out of sight.
+    void followsThePointerInShownViewsNotScrolledAway()
     {
         QVERIFY(!MouseOver::isMouseOverViewBounds(nullptr));
-        QWidget window;
-        window.setGeometry(100, 100, 400, 400);
-        auto *view = new QWidget(&window);
-        view->setGeometry(50, 50, 100, 80);
-        QCursor::setPos(view->mapToGlobal(QPoint(50, 50)));
-        QVERIFY(!MouseOver::isMouseOverViewBounds(view) && !MouseOver::isMouseOverView(view)); // never shown
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        QCursor::setPos(view->mapToGlobal(QPoint(99, 79)));
-        QVERIFY(MouseOver::isMouseOverViewBounds(view) && MouseOver::isMouseOverView(view));
-        QCursor::setPos(view->mapToGlobal(QPoint(100, 40)));
-        QVERIFY(!MouseOver::isMouseOverViewBounds(view) && MouseOver::isMouseOverViewBounds(&window));
-    }
-
-    void aScrolledAwayPartIsNotUnderThePointer()
-    {
         QWidget window;
         window.setGeometry(100, 100, 400, 400);
         auto *area = new QScrollArea(&window);
@@ -37,12 +23,15 @@ private Q_SLOTS:
         auto *content = new QWidget;
         content->setFixedSize(1000, 1000);
         area->setWidget(content);
+        QCursor::setPos(area->mapToGlobal(QPoint(20, 20)));
+        QVERIFY(!MouseOver::isMouseOverViewBounds(content)); // never shown
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
-        QCursor::setPos(area->mapToGlobal(QPoint(20, 20)));
-        QVERIFY(MouseOver::isMouseOverView(content));
-        // Below the scroll area, where the content goes on out of sight.
-        QCursor::setPos(area->mapToGlobal(QPoint(20, 300)));
+        QCursor::setPos(area->mapToGlobal(QPoint(199, 199))); // the area's last pixel
+        QVERIFY(MouseOver::isMouseOverView(content) && MouseOver::isMouseOverViewBounds(area));
+        // Just beside the scroll area, where the content goes on out of sight.
+        QCursor::setPos(area->mapToGlobal(QPoint(200, 100)));
+        QVERIFY(!MouseOver::isMouseOverViewBounds(area) && MouseOver::isMouseOverViewBounds(&window));
         QVERIFY(MouseOver::isMouseOverViewBounds(content) && !MouseOver::isMouseOverView(content));
     }
 
