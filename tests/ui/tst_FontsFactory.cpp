@@ -14,21 +14,22 @@ private Q_SLOTS:
     void initTestCase() { m_sandbox.emplace(); }
     void cleanup() { FontsFactory::setAvailability(nullptr); }
 
+    // An installed typeface is used at the size asked for; a missing one falls back along
+    // its chain (no Open Sans: Helvetica Bold for the semibold face; no light face: the
+    // regular one of its family).
     void availableTypefacesAreUsedAtTheSize()
     {
         install({{"Helvetica Neue", "Medium"}, {"Helvetica Neue", "Regular"}, {"Helvetica", "Bold"}});
-        const QFont medium = FontsFactory::fontWithName(FontsFactory::HelveticaNeueMedium, 13);
-        QCOMPARE(medium.family() + ' ' + medium.styleName() + ' ' + QString::number(medium.pointSizeF()),
-                 QString("Helvetica Neue Medium 13"));
-        QCOMPARE(m_asked, (QList<Typeface>{{"Helvetica Neue", "Medium"}}));
-        const QFont regular = FontsFactory::fontWithName(FontsFactory::HelveticaNeue, 13);
-        QCOMPARE(regular.family() + '|' + regular.styleName(), QString("Helvetica Neue|"));
-        // No Open Sans: the semibold face becomes Helvetica Bold at the same size.
-        const QFont semibold = FontsFactory::fontWithName(FontsFactory::OpenSansSemibold, 14);
-        QCOMPARE(semibold.family() + ' ' + semibold.styleName() + ' ' + QString::number(semibold.pointSizeF()),
-                 QString("Helvetica Bold 14"));
-        // No light face, but the regular one of the same family.
-        QCOMPARE(FontsFactory::fontWithName(FontsFactory::HelveticaNeueLight, 11).family(), QString("Helvetica Neue"));
+        for (const auto &[kind, expected] : {std::pair{int(FontsFactory::HelveticaNeueMedium), "Helvetica Neue|Medium|13"},
+                                             {FontsFactory::HelveticaNeue, "Helvetica Neue||13"},
+                                             {FontsFactory::OpenSansSemibold, "Helvetica|Bold|13"},
+                                             {FontsFactory::HelveticaNeueLight, "Helvetica Neue||13"}}) {
+            const QFont font = FontsFactory::fontWithName(kind, 13);
+            QCOMPARE(QStringList({font.family(), font.styleName(), QString::number(font.pointSizeF())}).join('|'),
+                     QString(expected));
+        }
+        QCOMPARE(m_asked, (QList<Typeface>{{"Helvetica Neue", "Medium"}, {"Helvetica Neue", "Regular"}, {"Open Sans", "Semibold"},
+                                           {"Helvetica", "Bold"}, {"Helvetica Neue", "Light"}, {"Helvetica Neue", "Regular"}}));
     }
 
     // With nothing installed, a kind tries its chain (the typefaces its PostScript names
@@ -58,11 +59,10 @@ private Q_SLOTS:
         // No size means the system's usual one, as the platform's font calls read 0.
         QCOMPARE(FontsFactory::fontWithName(FontsFactory::SystemFont, 0).pointSizeF(),
                  QFontDatabase::systemFont(QFontDatabase::GeneralFont).pointSizeF());
-        // Only twelve kinds; the real font database always answers.
+        // The real font database always answers, for each of the twelve kinds.
         cleanup();
-        QVERIFY(!FontsFactory::isValidKind(12) && !FontsFactory::isValidKind(-1));
-        for (int kind = 0; kind < 12; ++kind)
-            QVERIFY(FontsFactory::isValidKind(kind) && FontsFactory::fontWithName(kind, 13).pointSizeF() == 13.0);
+        for (int kind = FontsFactory::LucidaGrande; kind <= FontsFactory::BoldSystemFont; ++kind)
+            QCOMPARE(FontsFactory::fontWithName(kind, 13).pointSizeF(), 13.0);
     }
 
 private:

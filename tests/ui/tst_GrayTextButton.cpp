@@ -40,14 +40,11 @@ private Q_SLOTS:
         QPalette palette = plain.palette();
         palette.setColor(QPalette::ButtonText, grey);
         plain.setPalette(palette);
-        const int raised = topRowOf(button, grey);
-        QVERIFY(raised >= 0);
-        QCOMPARE(raised, topRowOf(plain, grey) - GrayTextButton::kBaselineOffset);
+        QCOMPARE(topRowOf(button, grey), topRowOf(plain, grey) - GrayTextButton::kBaselineOffset);
 
         // A new title turns grey again.
         button.setColor(Qt::red);
         button.setTitle("IIII");
-        QCOMPARE(button.text(), QString("IIII"));
         QCOMPARE(button.color(), grey);
         QVERIFY(topRowOf(button, grey) >= 0);
         QCOMPARE(topRowOf(button, Qt::red), -1);

@@ -1,11 +1,14 @@
 #include "support/TestSandbox.h"
+#include "ui/FullScreenMask.h"
 #include "ui/MouseOver.h"
 
 #include <QCursor>
 #include <QScrollArea>
 #include <QTest>
 
-class tst_MouseOver : public QObject
+// The two questions the kit answers about a view's window: is the pointer over the view
+// (MouseOver), does its window fill the screen (FullScreenMask).
+class tst_WindowHelpers : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -35,9 +38,23 @@ private Q_SLOTS:
         QVERIFY(MouseOver::isMouseOverViewBounds(content) && !MouseOver::isMouseOverView(content));
     }
 
+    // The window state counts, not the size; a child answers for its window.
+    void fullScreenFollowsTheWindowState()
+    {
+        QVERIFY(!FullScreenMask::hasFullScreenMask(nullptr));
+        QWidget window;
+        auto *child = new QWidget(&window);
+        window.showMaximized();
+        QVERIFY(!FullScreenMask::hasFullScreenMask(&window));
+        window.showFullScreen();
+        QVERIFY(FullScreenMask::hasFullScreenMask(&window) && FullScreenMask::hasFullScreenMask(child));
+        window.showNormal();
+        QVERIFY(!FullScreenMask::hasFullScreenMask(child));
+    }
+
 private:
     std::optional<TestSandbox> m_sandbox;
 };
 
-QTEST_MAIN(tst_MouseOver)
-#include "tst_MouseOver.moc"
+QTEST_MAIN(tst_WindowHelpers)
+#include "tst_WindowHelpers.moc"
