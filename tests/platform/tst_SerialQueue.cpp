@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <thread>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -28,23 +29,29 @@ private Q_SLOTS:
         QVERIFY(std::is_sorted(order.begin(), order.end()) && order.front() == 0);
     }
 
+    // The waiting tasks are dropped, with what they hold, before the running one is
+    // joined; it finishes.
     void destructionDropsWhatHasNotStarted()
     {
         std::atomic<int> ran{0};
         DispatchGroup started;
+        DispatchGroup release;
         started.enter();
-        {
-            SerialQueue queue("test queue");
-            queue.async([&] {
-                started.leave();
-                QThread::msleep(50);
-                ++ran;
-            });
-            for (int i = 0; i < 10; ++i)
-                queue.async([&] { ++ran; });
-            QVERIFY(started.wait(5000ms));
-        }
-        // The running task finished; the ten waiting ones were dropped.
+        release.enter();
+        auto queue = std::make_unique<SerialQueue>("test queue");
+        queue->async([&] {
+            started.leave();
+            release.wait(5000ms);
+            ++ran;
+        });
+        const auto held = std::make_shared<int>(0);
+        for (int i = 0; i < 10; ++i)
+            queue->async([&ran, held] { ++ran; });
+        QVERIFY(started.wait(5000ms));
+        std::thread destroyer([&queue] { queue.reset(); });
+        QTRY_COMPARE_WITH_TIMEOUT(held.use_count(), 1L, 5000);
+        release.leave();
+        destroyer.join();
         QCOMPARE(ran.load(), 1);
     }
 
