@@ -90,17 +90,15 @@ private Q_SLOTS:
         }
     }
 
-    void rejectsMalformedInput()
+    // Empty, random and truncated lists are refused through the keyed archive's hostile
+    // cases (tests/messaging) and the fuzz seeds; here the guard's own table checks on a
+    // two-object list: the array's reference past the objects, the string's offset beyond
+    // the data, more references than the data holds, a cut trailer.
+    void guardRefusesBrokenBinaryTables()
     {
-        const QByteArray binary = PropertyList::toData(everyType(), Format::Binary);
         const QByteArray valid = binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x51" "a", 2)});
         QVERIFY(PropertyList::fromData(valid).has_value());
         const auto broken = [&valid](qsizetype at, char value) { return QByteArray(valid).replace(at, 1, &value, 1); };
-        for (const QByteArray &data : {QByteArray(), QByteArray("not a property list"), QByteArray("bplist00\x01\x02\x03"),
-                                       binary.left(8), binary.left(binary.size() / 2), binary.left(binary.size() - 1)})
-            QVERIFY2(!PropertyList::fromData(data).has_value(), data.toHex().left(40));
-        // In the two-object list: the array's reference past the objects, the string's offset
-        // beyond the data, more references than the data holds, a cut trailer.
         for (const QByteArray &data : {broken(9, 7), broken(valid.size() - 33, char(0xF0)), broken(8, char(0xAF)), valid.chopped(1)})
             QVERIFY2(!PropertyListGuard::isSafeToParse(data, 8), data.toHex());
         QVERIFY(!PropertyList::fromFile("/nonexistent/Info.plist").has_value());
