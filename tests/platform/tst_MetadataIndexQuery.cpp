@@ -97,24 +97,19 @@ private Q_SLOTS:
     }
 
 private:
-    // Runs one query to its "finished gathering" notification, which must come on the
-    // main thread, and returns the paths it found.
-    QStringList gather(const QString &predicate, const QStringList &scopes)
+    // Runs one query until it has gathered (its finish, like the notification posted with
+    // it, comes through MainThread::async) and returns the paths it found.
+    static QStringList gather(const QString &predicate, const QStringList &scopes)
     {
         const auto query = Query::create();
         query->setPredicate(predicate);
         query->setSearchScopes(scopes);
         QStringList paths;
-        NotificationCenter::defaultCenter().addObserver(this, Query::kDidFinishGatheringNotification, query.get(),
-                                                        [&](const Notification &) {
-                                                            for (const Item &item : query->results())
-                                                                paths << item.value(Query::kItemPathKey).toString();
-                                                            paths << (MainThread::isCurrent() ? "done" : "off main");
-                                                        });
-        query->startQuery();
-        [&] { QTRY_VERIFY_WITH_TIMEOUT(!paths.isEmpty(), 5000); }();
-        NotificationCenter::defaultCenter().removeObserver(this);
-        return paths.last() == "done" && !query->isGathering() ? paths.mid(0, paths.size() - 1) : paths;
+        if (query->startQuery())
+            [&] { QTRY_VERIFY_WITH_TIMEOUT(!query->isGathering(), 5000); }();
+        for (const Item &item : query->results())
+            paths << item.value(Query::kItemPathKey).toString();
+        return paths;
     }
 
     std::optional<TestSandbox> m_sandbox;

@@ -73,13 +73,8 @@ private Q_SLOTS:
                 original.remove("uid");
             const QByteArray data = PropertyList::toData(original, format);
             QVERIFY(data.startsWith(format == Format::Binary ? "bplist00" : "<?xml"));
-            const QVariantMap read = PropertyList::fromData(data).value().toMap();
-            QCOMPARE(read.keys(), original.keys());
-            for (const QString &key : original.keys())
-                QVERIFY2(read.value(key) == original.value(key), qPrintable(key));
+            QCOMPARE(PropertyList::fromData(data).value().toMap(), original);
         }
-        const QVariant uid = PropertyList::fromData(PropertyList::toData(everyType(), Format::Binary))->toMap()["uid"];
-        QCOMPARE(uid.value<PlistUid>().value, quint64(7));
 
         QVERIFY(PropertyList::toData(QVariantMap{{"p", QPoint(1, 2)}}, Format::Xml).isEmpty());
         // A NUL character would cut the string short on the way out: refused, not truncated.
