@@ -1,4 +1,5 @@
 #include "TestSandbox.h"
+#include "platform/ByteCountFormatter.h"
 #include "platform/FileAttributes.h"
 #include "platform/PackageRules.h"
 
@@ -7,8 +8,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-// Links, dangling links and hard links are told apart through FileManagerUtils
-// (tests/core) and the file item tree (tests/watching); here the rules of their own.
+// What the helper reads of files, and the size text it shows for them. Links, dangling
+// links and hard links are told apart through FileManagerUtils (tests/core) and the file
+// item tree (tests/watching); here the rules of their own.
 class tst_FileAttributes : public QObject
 {
     Q_OBJECT
@@ -29,6 +31,17 @@ private Q_SLOTS:
         const bool immutable = FileAttributes::isImmutable(file);
         QProcess::execute("chattr", {"-i", file});
         QVERIFY(immutable);
+    }
+
+    void formatsSizesInFileStyle()
+    {
+        // Whole kilobytes; one decimal for megabytes, two above, a trailing zero dropped.
+        const std::pair<quint64, const char *> cases[] = {
+            {0, "Zero KB"}, {1, "1 byte"}, {999, "999 bytes"}, {1000, "1 KB"}, {1500, "2 KB"}, {999999, "1 MB"},
+            {1234567, "1.2 MB"}, {1000000, "1 MB"}, {1250000000, "1.25 GB"}, {1200000000, "1.2 GB"},
+            {3456000000000, "3.46 TB"}, {18446744073709551615ULL, "18.45 EB"}};
+        for (const auto &[bytes, text] : cases)
+            QCOMPARE(ByteCountFormatter::stringFromByteCount(bytes), QString::fromLatin1(text));
     }
 
     void packagesAndApplications()

@@ -18,6 +18,8 @@ private Q_SLOTS:
         using State = Queue::ItemState;
         const State none;
         // Events of the watched item itself carry no name; those of an entry inside it do.
+        // (Moving or deleting the item itself, and making a file or folder inside it, also
+        // reach VDKQueue's and the directory watcher's tests through the kernel.)
         struct Case { const char *what; quint32 mask; bool entry; State before, after; quint32 expected; };
         const Case cases[] = {
             {"moved itself", IN_MOVE_SELF, false, none, none, Queue::NoteRename},

@@ -41,10 +41,11 @@ private Q_SLOTS:
         };
         for (const auto &[predicate, expected] : cases)
             QCOMPARE(gather(predicate, {}), expected);
-        for (const char *bad : {"", "kMDItemPath ==", "== 'x'", "kMDItemPath == x", "kMDItemPath == 'x",
+        // Refused: what a quote in an identifier would make of the search's own form, and the
+        // plainly malformed.
+        for (const char *bad : {"kMDItemCFBundleIdentifier == 'it's' AND kMDItemPath LIKE '?*'", "kMDItemPath == 'x",
                                 "kMDItemPath == 'x' AND", "kMDItemPath == 'x' OR kMDItemPath == 'y'",
-                                "kMDItemCFBundleIdentifier == 'it's' AND kMDItemPath LIKE '?*'",
-                                "kMDItemPath == 'x' ANDROID kMDItemPath == 'y'"}) {
+                                "kMDItemPath == 'x' ANDROID kMDItemPath == 'y'", "", "== 'x'", "kMDItemPath == x"}) {
             const auto query = Query::create();
             QVERIFY2(!query->setPredicate(bad) && !query->startQuery(), bad);
         }

@@ -57,7 +57,6 @@ private Q_SLOTS:
 
     void makesPrivateFolders()
     {
-        QCOMPARE(TemporaryDirectory::path(), m_sandbox->runtimeDirectory());
         const QString folder = TemporaryDirectory::privateFolder("com.corbelle.Tarnwick-HelperS");
         QCOMPARE(folder, m_sandbox->runtimeDirectory() + "/com.corbelle.Tarnwick-HelperS");
         QCOMPARE(modeOf(folder), mode_t(0700));
