@@ -15,15 +15,22 @@ class tst_FileAttributes : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void countsLinksSizesAndTheImmutableFlag()
+    void readsAndShowsSizesLinkCountsAndTheImmutableFlag()
     {
+        // Whole kilobytes; one decimal for megabytes, two above, a trailing zero dropped.
+        const std::pair<quint64, const char *> cases[] = {
+            {0, "Zero KB"}, {1, "1 byte"}, {999, "999 bytes"}, {1000, "1 KB"}, {1500, "2 KB"}, {999999, "1 MB"},
+            {1234567, "1.2 MB"}, {1000000, "1 MB"}, {1250000000, "1.25 GB"}, {1200000000, "1.2 GB"},
+            {3456000000000, "3.46 TB"}, {18446744073709551615ULL, "18.45 EB"}};
+        for (const auto &[bytes, text] : cases)
+            QCOMPARE(ByteCountFormatter::stringFromByteCount(bytes), QString::fromLatin1(text));
         // st_nlink of a directory with two sub-folders is 4; it must not read as a hard-link count.
         QVERIFY(QDir().mkpath(path("folder/a")) && QDir().mkpath(path("folder/b")));
         QCOMPARE(FileAttributes::linkCount(path("folder")), std::nullopt);
         // Space on disk, not the logical length.
         const QString file = TestSandbox::makeFile(path("file"), 5);
         QCOMPARE(FileAttributes::allocatedSize(TestSandbox::makeFile(path("empty"))), std::optional<quint64>(0));
-        QVERIFY(FileAttributes::allocatedSize(file).value_or(0) >= 512 && *FileAttributes::allocatedSize(file) % 512 == 0);
+        QVERIFY(FileAttributes::allocatedSize(file) >= 512u && *FileAttributes::allocatedSize(file) % 512 == 0);
         QVERIFY(!FileAttributes::linkCount(path("missing")) && !FileAttributes::allocatedSize(path("missing")));
         QVERIFY(!FileAttributes::isImmutable(file) && !FileAttributes::isImmutable(path("missing")));
         if (QProcess::execute("chattr", {"+i", file}) != 0)
@@ -33,25 +40,14 @@ private Q_SLOTS:
         QVERIFY(immutable);
     }
 
-    void formatsSizesInFileStyle()
-    {
-        // Whole kilobytes; one decimal for megabytes, two above, a trailing zero dropped.
-        const std::pair<quint64, const char *> cases[] = {
-            {0, "Zero KB"}, {1, "1 byte"}, {999, "999 bytes"}, {1000, "1 KB"}, {1500, "2 KB"}, {999999, "1 MB"},
-            {1234567, "1.2 MB"}, {1000000, "1 MB"}, {1250000000, "1.25 GB"}, {1200000000, "1.2 GB"},
-            {3456000000000, "3.46 TB"}, {18446744073709551615ULL, "18.45 EB"}};
-        for (const auto &[bytes, text] : cases)
-            QCOMPARE(ByteCountFormatter::stringFromByteCount(bytes), QString::fromLatin1(text));
-    }
-
     void packagesAndApplications()
     {
-        QVERIFY(QDir().mkpath(path("Foo.APP")) && QDir().mkpath(path("Tools.PrefPane")) && QDir().mkpath(path("folder")));
+        QVERIFY(QDir().mkpath(path("Foo.APP")) && QDir().mkpath(path("Kit.PrefPane")) && QDir().mkpath(path("folder")));
         TestSandbox::makeFile(path("Notes.app"));
-        for (const auto &[name, package, application] : {std::tuple{"Foo.APP", true, true}, {"Tools.PrefPane", true, false},
+        for (const auto &[name, package, app] : {std::tuple{"Foo.APP", true, true}, {"Kit.PrefPane", true, false},
                                                          {"Notes.app", false, false}, {"folder", false, false}}) {
             QVERIFY2(PackageRules::isPackage(path(name)) == package, name);
-            QVERIFY2(PackageRules::isApplication(path(name)) == application, name);
+            QVERIFY2(PackageRules::isApplication(path(name)) == app, name);
         }
         QVERIFY(!PackageRules::hasApplicationExtension("/x.app/Contents"));
     }

@@ -12,15 +12,14 @@ class tst_KernelEventQueue : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void translatesInotifyEvents()
+    void translatesInotifyEventsAndWakesUp()
     {
         enum : quint32 { W = Queue::NoteWrite, E = Queue::NoteExtend, L = Queue::NoteLink, A = Queue::NoteAttrib };
-        using State = Queue::ItemState;
-        const State none;
+        const Queue::ItemState none;
         // Events of the watched item itself carry no name; those of an entry inside it do.
         // (Moving or deleting the item itself, and making a file or folder inside it, also
         // reach VDKQueue's and the directory watcher's tests through the kernel.)
-        struct Case { const char *what; quint32 mask; bool entry; State before, after; quint32 expected; };
+        struct Case { const char *what; quint32 mask; bool entry; Queue::ItemState before, after; quint32 expected; };
         const Case cases[] = {
             {"moved itself", IN_MOVE_SELF, false, none, none, Queue::NoteRename},
             {"deleted itself", IN_DELETE_SELF, false, none, none, Queue::NoteDelete},
@@ -51,17 +50,13 @@ private Q_SLOTS:
             const quint32 events = Queue::vnodeEventsFor(*event, c.before, c.after);
             QVERIFY2(events == c.expected, qPrintable(QString("%1: %2").arg(c.what).arg(events, 0, 16)));
         }
-    }
 
-    // The real events reach the queue's users through VDKQueue (tests/watching); here only
-    // the wake-up that ends a wait at once.
-    void wakeEndsAWaitAtOnce()
-    {
+        // A wake-up ends a wait at once: without it this would block for an hour (and the
+        // test time out). The real events reach the queue's users through VDKQueue.
         QTemporaryDir root;
         const auto queue = Queue::create();
         QVERIFY(queue && queue->addWatch(root.path()) >= 0);
         queue->wake();
-        // Without the wake-up this would block for an hour (and the test time out).
         const Queue::Batch batch = queue->wait(std::chrono::hours(1));
         QVERIFY(batch.changes.empty() && !batch.overflowed);
     }

@@ -10,14 +10,6 @@ using Format = PropertyList::Format;
 
 namespace {
 
-QVariantMap everyType()
-{
-    return {{"string", "Grüße & <tags>"}, {"empty", ""}, {"integer", qint64(-42)}, {"large", qint64(1) << 40},
-            {"real", 2.5}, {"yes", true}, {"data", QByteArray("\x00\x01\xff", 3)},
-            {"date", QDateTime(QDate(2024, 2, 29), QTime(12, 30, 15), QTimeZone::utc())},
-            {"uid", QVariant::fromValue(PlistUid{7})}, {"list", QVariantList{"a", qint64(1), QVariantMap{{"k", false}}}}};
-}
-
 QByteArray bigEndian(quint32 value)
 {
     QByteArray bytes(4, '\0');
@@ -66,8 +58,13 @@ class tst_PropertyList : public QObject
 private Q_SLOTS:
     void roundTripsEveryTypeAndRefusesWhatItCannotStore()
     {
+        const QVariantMap all{
+            {"string", "Grüße & <tags>"}, {"empty", ""}, {"integer", qint64(-42)}, {"large", qint64(1) << 40},
+            {"real", 2.5}, {"yes", true}, {"data", QByteArray("\x00\x01\xff", 3)}, {"uid", QVariant::fromValue(PlistUid{7})},
+            {"date", QDateTime(QDate(2024, 2, 29), QTime(12, 30, 15), QTimeZone::utc())},
+            {"list", QVariantList{"a", qint64(1), QVariantMap{{"k", false}}}}};
         for (const Format format : {Format::Binary, Format::Xml}) {
-            QVariantMap original = everyType();
+            QVariantMap original = all;
             // Keyed archives, the one user of UIDs, are binary; XML has no UID element.
             if (format == Format::Xml)
                 original.remove("uid");
@@ -89,26 +86,23 @@ private Q_SLOTS:
     // cases (tests/messaging) and the fuzz seeds; here the guard's own table checks on a
     // two-object list: the array's reference past the objects, the string's offset beyond
     // the data, more references than the data holds, a cut trailer.
-    void guardRefusesBrokenBinaryTables()
+    void guardRefusesBrokenTablesDeepNestingAndExponentialSharing()
     {
         const QByteArray valid = binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x51" "a", 2)});
         QVERIFY(PropertyList::fromData(valid).has_value());
-        const auto broken = [&valid](qsizetype at, char value) { return QByteArray(valid).replace(at, 1, &value, 1); };
-        for (const QByteArray &data : {broken(9, 7), broken(valid.size() - 33, char(0xF0)), broken(8, char(0xAF)), valid.chopped(1)})
+        const auto with = [&valid](qsizetype at, char value) { return QByteArray(valid).replace(at, 1, &value, 1); };
+        for (const QByteArray &data : {with(9, 7), with(valid.size() - 33, '\xF0'), with(8, '\xAF'), valid.chopped(1)})
             QVERIFY2(!PropertyListGuard::isSafeToParse(data, 8), data.toHex());
         QVERIFY(!PropertyList::fromFile("/nonexistent/Info.plist").has_value());
-    }
 
-    void refusesDeepNestingAndExponentialSharing()
-    {
         // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
         QVERIFY(PropertyList::fromData(nestedArrays(PropertyList::kMaxDepth, 1)).has_value());
         QVERIFY(!PropertyList::fromData(nestedXml(PropertyList::kMaxDepth + 10)).has_value());
         QVERIFY(!PropertyList::fromData(nestedArrays(200000, 1)).has_value());
         QVERIFY(!PropertyList::fromData(nestedXml(200000)).has_value());
         // Comments and self-closing elements do not nest.
-        QCOMPARE(PropertyList::fromData(nestedXml(1, QByteArray("<!-- <array> --><array/><true/>").repeated(500)))->toList().size(),
-                 1000);
+        const QByteArray flat = nestedXml(1, QByteArray("<!-- <array> --><array/><true/>").repeated(500));
+        QCOMPARE(PropertyList::fromData(flat)->toList().size(), 1000);
         // 2^40 objects once expanded, from a file of a few hundred bytes; a little sharing is fine.
         QVERIFY(!PropertyList::fromData(nestedArrays(40, 2)).has_value());
         QVERIFY(PropertyList::fromData(nestedArrays(8, 2)).has_value());

@@ -15,30 +15,18 @@ class tst_SerialQueue : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void runsTasksInOrderOnItsThread()
+    // Tasks run in order on the queue's thread. When the queue goes, the waiting ones are
+    // dropped, with what they hold, before the running one is joined; that one finishes.
+    void runsTasksInOrderAndDropsWhatHasNotStartedWhenItGoes()
     {
-        SerialQueue queue("test queue");
+        auto queue = std::make_unique<SerialQueue>("test queue");
         std::vector<int> order;
-        DispatchGroup done;
-        done.enter();
         for (int i = 0; i < 100; ++i)
-            queue.async([&, i] { order.push_back(queue.isCurrent() ? i : -1); });
-        queue.async([&] { done.leave(); });
-        QVERIFY(done.wait(5000ms) && !queue.isCurrent());
-        QCOMPARE(order.size(), std::size_t(100));
-        QVERIFY(std::is_sorted(order.begin(), order.end()) && order.front() == 0);
-    }
-
-    // The waiting tasks are dropped, with what they hold, before the running one is
-    // joined; it finishes.
-    void destructionDropsWhatHasNotStarted()
-    {
+            queue->async([&, i] { order.push_back(queue->isCurrent() ? i : -1); });
         std::atomic<int> ran{0};
-        DispatchGroup started;
-        DispatchGroup release;
+        DispatchGroup started, release;
         started.enter();
         release.enter();
-        auto queue = std::make_unique<SerialQueue>("test queue");
         queue->async([&] {
             started.leave();
             release.wait(5000ms);
@@ -47,7 +35,9 @@ private Q_SLOTS:
         const auto held = std::make_shared<int>(0);
         for (int i = 0; i < 10; ++i)
             queue->async([&ran, held] { ++ran; });
-        QVERIFY(started.wait(5000ms));
+        QVERIFY(started.wait(5000ms) && !queue->isCurrent());
+        QCOMPARE(order.size(), std::size_t(100));
+        QVERIFY(std::is_sorted(order.begin(), order.end()) && order.front() == 0);
         std::thread destroyer([&queue] { queue.reset(); });
         QTRY_COMPARE_WITH_TIMEOUT(held.use_count(), 1L, 5000);
         release.leave();

@@ -63,13 +63,21 @@ private Q_SLOTS:
         QCOMPARE(TemporaryDirectory::privateFolder("com.corbelle.Tarnwick-HelperS"), folder); // found again
         QVERIFY(TemporaryDirectory::privateFolder("../escape").isNull());
         QVERIFY(TemporaryDirectory::privateFolder(QString()).isNull());
+        // A Trash made for a new account is private too.
+        const QString home = m_sandbox->path("new-account");
+        QVERIFY(QDir().mkpath(home));
+        QCOMPARE(TrashLocation::ensureFilesDirectory(home), home + "/.local/share/Trash/files");
+        for (const char *trash : {"/.local/share/Trash/files", "/.local/share/Trash/info", "/.local/share/Trash"})
+            QCOMPARE(modeOf(home + trash), mode_t(0700));
+        QVERIFY(TrashLocation::ensureFilesDirectory(QString()).isNull());
     }
 
     void refusesFoldersOthersControl()
     {
-        const auto folder = [this](const char *name, mode_t mode) {
+        const auto folder = [this](const char *name, mode_t mode, uid_t owner = ::geteuid()) {
             const QByteArray path = QFile::encodeName(m_sandbox->runtimeDirectory() + '/' + name);
-            return ::mkdir(path.constData(), 0700) == 0 && ::chmod(path.constData(), mode) == 0;
+            return ::mkdir(path.constData(), 0700) == 0 && ::chmod(path.constData(), mode) == 0 &&
+                   ::chown(path.constData(), owner, gid_t(-1)) == 0;
         };
         QVERIFY(folder("open", 0777) && folder("group", 0770) && folder("target", 0700));
         // A link planted where the folder belongs is not followed, even to a good folder.
@@ -80,19 +88,7 @@ private Q_SLOTS:
 
         if (::geteuid() != 0)
             QSKIP("giving a folder to another user needs root");
-        QVERIFY(folder("foreign", 0700));
-        QVERIFY(::chown(QFile::encodeName(m_sandbox->runtimeDirectory() + "/foreign").constData(), 65534, 65534) == 0);
-        QVERIFY(TemporaryDirectory::privateFolder("foreign").isNull());
-    }
-
-    void createsAMissingTrashPrivately()
-    {
-        const QString home = m_sandbox->path("new-account");
-        QVERIFY(QDir().mkpath(home));
-        QCOMPARE(TrashLocation::ensureFilesDirectory(home), home + "/.local/share/Trash/files");
-        for (const char *folder : {"/.local/share/Trash/files", "/.local/share/Trash/info", "/.local/share/Trash"})
-            QCOMPARE(modeOf(home + folder), mode_t(0700));
-        QVERIFY(TrashLocation::ensureFilesDirectory(QString()).isNull());
+        QVERIFY(folder("foreign", 0700, 65534) && TemporaryDirectory::privateFolder("foreign").isNull());
     }
 
     // A later start hands its files to the running agent (end to end in
@@ -105,7 +101,7 @@ private Q_SLOTS:
         QVERIFY(QFile(OpenFileRequests::socketPath()).open(QIODevice::WriteOnly));
         OpenFileRequests server;
         QVERIFY(server.listen() && !OpenFileRequests().listen());
-        QCOMPARE(OpenFileRequests::socketPath(), m_sandbox->runtimeDirectory() + "/com.corbelle.Tarnwick-HelperS.socket");
+        QCOMPARE(OpenFileRequests::socketPath(), TemporaryDirectory::path() + "/com.corbelle.Tarnwick-HelperS.socket");
         QSignalSpy opened(&server, &OpenFileRequests::filesOpened);
         const QStringList files{"/tmp/a b.msgfortwhelp", "/tmp/line\nbreak"};
         QCOMPARE(served([&] { return OpenFileRequests::sendToRunningInstance(files); }), true);

@@ -14,18 +14,16 @@ private Q_SLOTS:
     void initTestCase() { m_sandbox.emplace(); }
 
     // Identifiers and executables are read from every application the other tests make;
-    // here what is not a bundle, and a bundle whose list cannot be read.
-    void answersNothingForWhatIsNotABundle()
+    // here what is not a bundle, a bundle whose list cannot be read, and which of the
+    // bundles in the application folders count as installed copies.
+    void findsInstalledCopiesInBothFolders()
     {
         QVERIFY(!Bundle::bundleWithPath(QString()).has_value());
         QVERIFY(!Bundle::bundleWithPath(m_sandbox->path("Missing.app")).has_value());
         QVERIFY(!Bundle::bundleWithPath(TestSandbox::makeFile(m_sandbox->path("File.app"), 3)).has_value());
         TestSandbox::makeFile(m_sandbox->path("Garbage.app/Contents/Info.plist"), 100);
         QVERIFY(Bundle::bundleWithPath(m_sandbox->path("Garbage.app")).value().bundleIdentifier().isNull());
-    }
 
-    void findsInstalledCopiesInBothFolders()
-    {
         const QString system = m_sandbox->systemApplications();
         const QString user = m_sandbox->path("Applications");
         const QString top = TestSandbox::makeApp(system + "/Foo.app", "com.example.Foo");

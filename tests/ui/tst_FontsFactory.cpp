@@ -28,8 +28,9 @@ private Q_SLOTS:
             QCOMPARE(QStringList({font.family(), font.styleName(), QString::number(font.pointSizeF())}).join('|'),
                      QString(expected));
         }
-        QCOMPARE(m_asked, (QList<Typeface>{{"Helvetica Neue", "Medium"}, {"Helvetica Neue", "Regular"}, {"Open Sans", "Semibold"},
-                                           {"Helvetica", "Bold"}, {"Helvetica Neue", "Light"}, {"Helvetica Neue", "Regular"}}));
+        QCOMPARE(m_asked, (QList<Typeface>{{"Helvetica Neue", "Medium"}, {"Helvetica Neue", "Regular"},
+                                           {"Open Sans", "Semibold"}, {"Helvetica", "Bold"},
+                                           {"Helvetica Neue", "Light"}, {"Helvetica Neue", "Regular"}}));
     }
 
     // With nothing installed, a kind tries its chain (the typefaces its PostScript names
@@ -37,22 +38,22 @@ private Q_SLOTS:
     // shape of chain, and the two the notification uses.
     void everyKindEndsInASystemFont()
     {
-        const Typeface helvetica{"Helvetica", "Regular"}, helveticaBold{"Helvetica", "Bold"};
+        const Typeface helvetica{"Helvetica", "Regular"}, bold{"Helvetica", "Bold"}, neue{"Helvetica Neue", "Regular"};
         const std::tuple<int, bool, QList<Typeface>> cases[] = {
             {FontsFactory::LucidaGrande, false, {{"Lucida Grande", "Regular"}, helvetica}},
-            {FontsFactory::OpenSansBold, true, {{"Open Sans", "Bold"}, helveticaBold}},
+            {FontsFactory::OpenSansBold, true, {{"Open Sans", "Bold"}, bold}},
             {FontsFactory::Helvetica, false, {helvetica}},
-            {FontsFactory::HelveticaNeue, false, {{"Helvetica Neue", "Regular"}, helvetica}},
-            {FontsFactory::HelveticaNeueMedium, true, {{"Helvetica Neue", "Medium"}, helveticaBold}},
-            {FontsFactory::HelveticaNeueLight, false, {{"Helvetica Neue", "Light"}, {"Helvetica Neue", "Regular"}, helvetica}},
+            {FontsFactory::HelveticaNeue, false, {neue, helvetica}},
+            {FontsFactory::HelveticaNeueMedium, true, {{"Helvetica Neue", "Medium"}, bold}},
+            {FontsFactory::HelveticaNeueLight, false, {{"Helvetica Neue", "Light"}, neue, helvetica}},
             {FontsFactory::SystemFont, false, {}},
             {FontsFactory::BoldSystemFont, true, {}},
         };
-        for (const auto &[kind, bold, tried] : cases) {
+        for (const auto &[kind, boldKind, tried] : cases) {
             install({});
             QFont system = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
             system.setPointSizeF(12);
-            system.setWeight(bold ? QFont::Bold : system.weight());
+            system.setWeight(boldKind ? QFont::Bold : system.weight());
             QCOMPARE(FontsFactory::fontWithName(kind, 12), system);
             QCOMPARE(m_asked, tried);
         }
