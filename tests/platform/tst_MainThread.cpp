@@ -41,8 +41,7 @@ private Q_SLOTS:
     void notificationsGoByNameAndSenderToWhoeverStillListens()
     {
         NotificationCenter center;
-        const int senderA = 0;
-        const int senderB = 0;
+        const int senderA = 0, senderB = 0;
         QStringList heard;
         center.addObserver(this, "Written", nullptr, [&](const Notification &n) { heard << "any:" + n.name; });
         center.addObserver(&senderB, QString(), &senderA, [&](const Notification &n) { heard << "a:" + n.name; });

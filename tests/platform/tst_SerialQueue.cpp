@@ -1,6 +1,7 @@
 #include "platform/DispatchGroup.h"
 #include "platform/SerialQueue.h"
 
+#include <QScopeGuard>
 #include <QTest>
 #include <QThread>
 
@@ -29,7 +30,7 @@ private Q_SLOTS:
         release.enter();
         queue->async([&] {
             started.leave();
-            release.wait(5000ms);
+            release.wait(30s); // longer than the wait for the drop below
             ++ran;
         });
         const auto held = std::make_shared<int>(0);
@@ -38,10 +39,11 @@ private Q_SLOTS:
         QVERIFY(started.wait(5000ms) && !queue->isCurrent());
         QCOMPARE(order.size(), std::size_t(100));
         QVERIFY(std::is_sorted(order.begin(), order.end()) && order.front() == 0);
-        std::thread destroyer([&queue] { queue.reset(); });
-        QTRY_COMPARE_WITH_TIMEOUT(held.use_count(), 1L, 5000);
-        release.leave();
-        destroyer.join();
+        {
+            std::jthread destroyer([&queue] { queue.reset(); });
+            const auto releaseFirst = qScopeGuard([&release] { release.leave(); }); // before the join
+            QTRY_COMPARE_WITH_TIMEOUT(held.use_count(), 1L, 5000);
+        }
         QCOMPARE(ran.load(), 1);
     }
 
