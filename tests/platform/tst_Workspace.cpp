@@ -2,7 +2,6 @@
 #include "platform/Bundle.h"
 #include "platform/Workspace.h"
 
-#include <QFile>
 #include <QTest>
 
 // Running instances and opening files with an application are covered by the hand-off
