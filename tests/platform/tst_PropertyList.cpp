@@ -1,107 +1,127 @@
 #include "platform/PropertyList.h"
+#include "platform/PropertyListGuard.h"
 
 #include <QDateTime>
 #include <QTest>
 #include <QTimeZone>
+#include <QtEndian>
 
-class tst_PropertyList : public QObject
-{
-    Q_OBJECT
-private Q_SLOTS:
-    void roundTripsEveryType_data();
-    void roundTripsEveryType();
-    void readsBothEncodings();
-    void rejectsMalformedInput();
-    void refusesValuesItCannotStore();
-};
+using Format = PropertyList::Format;
 
 namespace {
 
-QVariantMap everyType()
+QByteArray bigEndian(quint32 value)
 {
-    QVariantMap map;
-    map.insert(QStringLiteral("string"), QStringLiteral("Grüße & <tags>"));
-    map.insert(QStringLiteral("empty"), QStringLiteral(""));
-    map.insert(QStringLiteral("integer"), qint64(-42));
-    map.insert(QStringLiteral("large"), qint64(1) << 40);
-    map.insert(QStringLiteral("real"), 2.5);
-    map.insert(QStringLiteral("yes"), true);
-    map.insert(QStringLiteral("data"), QByteArray("\x00\x01\xff", 3));
-    map.insert(QStringLiteral("date"), QDateTime(QDate(2024, 2, 29), QTime(12, 30, 15), QTimeZone::utc()));
-    map.insert(QStringLiteral("uid"), QVariant::fromValue(PlistUid{7}));
-    map.insert(QStringLiteral("list"), QVariantList{QStringLiteral("a"), qint64(1), QVariantMap{{QStringLiteral("k"), false}}});
-    return map;
+    QByteArray bytes(4, '\0');
+    qToBigEndian(value, bytes.data());
+    return bytes;
+}
+
+// A binary list of the given encoded objects with the first one on top. Its trailer: six
+// unused bytes, the offset and reference sizes, then the object count, the top object and
+// the offset table's place, as 64-bit numbers.
+QByteArray binaryList(const QList<QByteArray> &objects, int referenceSize = 1)
+{
+    QByteArray data = "bplist00";
+    QByteArray offsets;
+    for (const QByteArray &object : objects) {
+        offsets += bigEndian(quint32(data.size()));
+        data += object;
+    }
+    return data + offsets + QByteArray(6, '\0') + char(4) + char(referenceSize) + QByteArray(4, '\0') +
+           bigEndian(quint32(objects.size())) + QByteArray(12, '\0') + bigEndian(quint32(data.size()));
+}
+
+// Each array holds the next one (more than once when shared), the last one is empty.
+QByteArray nestedArrays(int levels, int referencesEach)
+{
+    QList<QByteArray> objects;
+    for (int i = 0; i < levels - 1; ++i)
+        objects.append(char(0xA0 | referencesEach) + bigEndian(quint32(i + 1)).repeated(referencesEach));
+    objects.append(QByteArray(1, char(0xA0)));
+    return binaryList(objects, 4);
+}
+
+QByteArray nestedXml(int levels, const QByteArray &inside = {})
+{
+    return "<plist version=\"1.0\">" + QByteArray("<array>").repeated(levels) + inside +
+           QByteArray("</array>").repeated(levels) + "</plist>";
 }
 
 } // namespace
 
-void tst_PropertyList::roundTripsEveryType_data()
+// libplist recurses on nesting and copies shared binary objects, and aborts on some
+// keys: such input must be refused before it reaches it.
+class tst_PropertyList : public QObject
 {
-    QTest::addColumn<int>("format");
-    QTest::newRow("binary") << int(PropertyList::Format::Binary);
-    QTest::newRow("xml") << int(PropertyList::Format::Xml);
-}
+    Q_OBJECT
+private Q_SLOTS:
+    void roundTripsEveryTypeAndRefusesWhatItCannotStore()
+    {
+        const QVariantMap all{
+            {"string", "Grüße & <tags>"}, {"empty", ""}, {"integer", qint64(-42)}, {"large", qint64(1) << 40},
+            {"real", 2.5}, {"yes", true}, {"data", QByteArray("\x00\x01\xff", 3)}, {"uid", QVariant::fromValue(PlistUid{7})},
+            {"date", QDateTime(QDate(2024, 2, 29), QTime(12, 30, 15), QTimeZone::utc())},
+            {"list", QVariantList{"a", qint64(1), QVariantMap{{"k", false}}}}};
+        for (const Format format : {Format::Binary, Format::Xml}) {
+            QVariantMap original = all;
+            // Keyed archives, the one user of UIDs, are binary; XML has no UID element.
+            if (format == Format::Xml)
+                original.remove("uid");
+            const QByteArray data = PropertyList::toData(original, format);
+            QVERIFY(data.startsWith(format == Format::Binary ? "bplist00" : "<?xml"));
+            QCOMPARE(PropertyList::fromData(data).value().toMap(), original);
+        }
 
-void tst_PropertyList::roundTripsEveryType()
-{
-    QFETCH(int, format);
-    QVariantMap original = everyType();
-    // Keyed archives, the one user of UIDs, are binary; XML has no UID element.
-    if (format == int(PropertyList::Format::Xml))
-        original.remove(QStringLiteral("uid"));
-    const QByteArray data = PropertyList::toData(original, static_cast<PropertyList::Format>(format));
-    QVERIFY(!data.isEmpty());
-    const auto back = PropertyList::fromData(data);
-    QVERIFY(back.has_value());
-    const QVariantMap read = back->toMap();
-    QCOMPARE(read.keys(), original.keys());
-    for (const QString &key : original.keys())
-        QVERIFY2(read.value(key) == original.value(key), qPrintable(key));
-    if (original.contains(QStringLiteral("uid")))
-        QCOMPARE(read.value(QStringLiteral("uid")).value<PlistUid>().value, quint64(7));
-}
-
-void tst_PropertyList::readsBothEncodings()
-{
-    const QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                           "<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><string>com.example.Foo</string>"
-                           "</dict></plist>";
-    const auto fromXml = PropertyList::fromData(xml);
-    QVERIFY(fromXml.has_value());
-    QCOMPARE(fromXml->toMap().value(QStringLiteral("CFBundleIdentifier")).toString(), QStringLiteral("com.example.Foo"));
-    QVERIFY(PropertyList::toData(*fromXml, PropertyList::Format::Binary).startsWith("bplist00"));
-}
-
-void tst_PropertyList::rejectsMalformedInput()
-{
-    QVERIFY(!PropertyList::fromData({}).has_value());
-    QVERIFY(!PropertyList::fromData("not a property list").has_value());
-    QVERIFY(!PropertyList::fromData("bplist00\x01\x02\x03").has_value());
-    const QByteArray binary = PropertyList::toData(everyType(), PropertyList::Format::Binary);
-    for (qsizetype cut : {qsizetype(8), binary.size() / 2, binary.size() - 1})
-        QVERIFY2(!PropertyList::fromData(binary.left(cut)).has_value(), qPrintable(QString::number(cut)));
-    // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
-    QByteArray deep = "<plist version=\"1.0\">";
-    for (int i = 0; i < PropertyList::kMaxDepth + 10; ++i)
-        deep += "<array>";
-    for (int i = 0; i < PropertyList::kMaxDepth + 10; ++i)
-        deep += "</array>";
-    deep += "</plist>";
-    QVERIFY(!PropertyList::fromData(deep).has_value());
-    QVERIFY(!PropertyList::fromFile(QStringLiteral("/nonexistent/Info.plist")).has_value());
-}
-
-void tst_PropertyList::refusesValuesItCannotStore()
-{
-    QVERIFY(PropertyList::toData(QVariant::fromValue(QPoint(1, 2)), PropertyList::Format::Binary).isEmpty());
-    QVERIFY(PropertyList::toData(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}}, PropertyList::Format::Xml).isEmpty());
-    // A NUL character would cut the string short on the way out: refused, not truncated.
-    const QString withNul = QStringLiteral("/Trash/A.app") + QChar(u'\0') + QStringLiteral("/../B.app");
-    for (auto format : {PropertyList::Format::Binary, PropertyList::Format::Xml}) {
-        QVERIFY(PropertyList::toData(QVariantList{QStringLiteral("a"), withNul}, format).isEmpty());
-        QVERIFY(PropertyList::toData(QVariantMap{{withNul, true}}, format).isEmpty());
+        QVERIFY(PropertyList::toData(QVariantMap{{"p", QPoint(1, 2)}}, Format::Xml).isEmpty());
+        // A NUL character would cut the string short on the way out: refused, not truncated.
+        const QString withNul = QString("/Trash/A.app") + QChar(u'\0') + "/../B.app";
+        for (const Format format : {Format::Binary, Format::Xml}) {
+            QVERIFY(PropertyList::toData(QVariantList{"a", withNul}, format).isEmpty());
+            QVERIFY(PropertyList::toData(QVariantMap{{withNul, true}}, format).isEmpty());
+        }
     }
-}
+
+    // Empty, random and truncated lists are refused through the keyed archive's hostile
+    // cases (tests/messaging) and the fuzz seeds; here the guard's own table checks on a
+    // two-object list: the array's reference past the objects, the string's offset beyond
+    // the data, more references than the data holds, a cut trailer.
+    void guardRefusesBrokenTablesDeepNestingAndExponentialSharing()
+    {
+        const QByteArray valid = binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x51" "a", 2)});
+        QVERIFY(PropertyList::fromData(valid).has_value());
+        const auto with = [&valid](qsizetype at, char value) { return QByteArray(valid).replace(at, 1, &value, 1); };
+        for (const QByteArray &data : {with(9, 7), with(valid.size() - 33, '\xF0'), with(8, '\xAF'), valid.chopped(1)})
+            QVERIFY2(!PropertyListGuard::isSafeToParse(data, 8), data.toHex());
+        QVERIFY(!PropertyList::fromFile("/nonexistent/Info.plist").has_value());
+
+        // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
+        QVERIFY(PropertyList::fromData(nestedArrays(PropertyList::kMaxDepth, 1)).has_value());
+        QVERIFY(!PropertyList::fromData(nestedXml(PropertyList::kMaxDepth + 10)).has_value());
+        QVERIFY(!PropertyList::fromData(nestedArrays(200000, 1)).has_value());
+        QVERIFY(!PropertyList::fromData(nestedXml(200000)).has_value());
+        // Comments and self-closing elements do not nest.
+        const QByteArray flat = nestedXml(1, QByteArray("<!-- <array> --><array/><true/>").repeated(500));
+        QCOMPARE(PropertyList::fromData(flat)->toList().size(), 1000);
+        // 2^40 objects once expanded, from a file of a few hundred bytes; a little sharing is fine.
+        QVERIFY(!PropertyList::fromData(nestedArrays(40, 2)).has_value());
+        QVERIFY(PropertyList::fromData(nestedArrays(8, 2)).has_value());
+    }
+
+    void refusesKeysLibplistAbortsOn()
+    {
+        const auto withKey = [](const QByteArray &key) {
+            return PropertyList::fromData(binaryList({QByteArray("\xD1\x01\x02", 3), key, QByteArray("\x51" "v", 2)}));
+        };
+        const QVariantMap ab{{"ab", "v"}};
+        QCOMPARE(withKey(QByteArray("\x52" "ab", 3))->toMap(), ab);
+        QCOMPARE(withKey(QByteArray("\x62\x00" "a\x00" "b", 5))->toMap(), ab);
+        QVERIFY(!withKey(QByteArray("\x53" "a\x00" "b", 4)).has_value());
+        QVERIFY(!withKey(QByteArray("\x62\x00" "a\x00\x00", 5)).has_value());
+        // A NUL inside a value does no harm (libplist ends the string there).
+        QVERIFY(PropertyList::fromData(binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x53" "a\x00" "b", 4)})));
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_PropertyList)
 #include "tst_PropertyList.moc"
