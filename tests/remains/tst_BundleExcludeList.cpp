@@ -9,46 +9,34 @@ class tst_BundleExcludeList : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
-    void protectsOnlyTheTwoApplications();
-    void skipListMatchesWholePathsOnly();
+    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+
+    // The main application's and the helper's identifiers, in any case, and nothing else.
+    void protectsOnlyTheTwoApplications()
+    {
+        const BundleExcludeList &list = BundleExcludeList::GetInstance();
+        QVERIFY(list.isSystemBundleID("COM.CORBELLE.TARNWICKS") && list.isSystemBundleID("com.corbelle.Tarnwick-HelperS", false));
+        for (const QString &other : {QString("com.corbelle.TarnwickS.extra"), QString("com.apple.Safari"), QString()})
+            QVERIFY2(!list.isSystemBundleID(other, true) && !list.isSystemBundleID(other, false), qPrintable(other));
+    }
+
+    void skipListMatchesWholePathsOnly()
+    {
+        SystemSkipList &skip = SystemSkipList::shared();
+        const QString library = m_sandbox->home() + "/Library/";
+        for (const char *skipped : {"Calendars", "Application Support/AddressBook", "Preferences/com.apple.AddressBook.plist"})
+            QVERIFY2(skip.contains(library + skipped), skipped);
+        for (const QString &kept : {library + "Calendars/Home.calendar", library + "Calendars/", library.toLower() + "calendars"})
+            QVERIFY2(!skip.contains(kept), qPrintable(kept));
+        skip.clearContent();
+        QVERIFY(!skip.contains(library + "Calendars"));
+        skip.addPath(library + "Calendars");
+        QVERIFY(skip.contains(library + "Calendars"));
+    }
 
 private:
     std::unique_ptr<TestSandbox> m_sandbox;
 };
-
-void tst_BundleExcludeList::initTestCase()
-{
-    m_sandbox = std::make_unique<TestSandbox>();
-}
-
-void tst_BundleExcludeList::protectsOnlyTheTwoApplications()
-{
-    const BundleExcludeList &list = BundleExcludeList::GetInstance();
-    QVERIFY(list.isSystemBundleID(QStringLiteral("COM.CORBELLE.TARNWICKS")));
-    QVERIFY(list.isSystemBundleID(QStringLiteral("com.corbelle.Tarnwick-HelperS"), false));
-    QVERIFY(!list.isSystemBundleID(QStringLiteral("com.corbelle.TarnwickS.extra")));
-    QVERIFY(!list.isSystemBundleID(QStringLiteral("com.apple.Safari"), true));
-    QVERIFY(!list.isSystemBundleID(QStringLiteral("com.apple.Safari"), false));
-    QVERIFY(!list.isSystemBundleID(QString()));
-}
-
-void tst_BundleExcludeList::skipListMatchesWholePathsOnly()
-{
-    SystemSkipList &skip = SystemSkipList::shared();
-    const QString calendars = m_sandbox->home() + QStringLiteral("/Library/Calendars");
-    QVERIFY(skip.contains(calendars));
-    QVERIFY(skip.contains(m_sandbox->home() + QStringLiteral("/Library/Application Support/AddressBook")));
-    QVERIFY(skip.contains(m_sandbox->home() + QStringLiteral("/Library/Preferences/com.apple.AddressBook.plist")));
-    QVERIFY(!skip.contains(calendars + QStringLiteral("/Home.calendar")));
-    QVERIFY(!skip.contains(calendars + QLatin1Char('/')));
-    QVERIFY(!skip.contains(calendars.toLower()));
-
-    skip.clearContent();
-    QVERIFY(!skip.contains(calendars));
-    skip.addPath(calendars);
-    QVERIFY(skip.contains(calendars));
-}
 
 QTEST_GUILESS_MAIN(tst_BundleExcludeList)
 #include "tst_BundleExcludeList.moc"

@@ -19,22 +19,22 @@ struct Outcome
     QStringList paths;
 };
 
-SpotlightEasySearch::ResultBlock recordInto(Outcome &outcome)
+// A search whose result block records into the outcome.
+std::shared_ptr<SpotlightEasySearch> searchInto(Outcome &outcome)
 {
-    return [&outcome](SpotlightEasySearch *, MetadataIndexQuery *query) {
+    auto search = SpotlightEasySearch::create();
+    search->setResultBlock([&outcome](SpotlightEasySearch *, MetadataIndexQuery *query) {
         ++outcome.calls;
         outcome.query = query;
         outcome.stopped = query->isStopped();
         outcome.paths.clear();
         for (const MetadataIndexQuery::Item &item : query->results())
             outcome.paths << item.value(MetadataIndexQuery::kItemPathKey).toString();
-    };
+    });
+    return search;
 }
 
-QString predicateFor(const QString &identifier)
-{
-    return QStringLiteral("kMDItemCFBundleIdentifier == '%1' AND kMDItemPath LIKE '?*'").arg(identifier);
-}
+QString predicateFor(const QString &identifier) { return QString("kMDItemCFBundleIdentifier == '%1' AND kMDItemPath LIKE '?*'").arg(identifier); }
 
 } // namespace
 
@@ -46,28 +46,26 @@ private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
     void cleanup() { MetadataIndexQuery::setIndexSource({}); }
 
+    // Nothing holds a finished search: it goes at once with its query and the query's
+    // thread, not at the limit. The time-out, once it has fired, finds nothing to stop
+    // and the block is not called again.
     void finishedGatheringCallsTheBlockOnce()
     {
-        const QString scope = m_sandbox->path("scopeA");
-        const QString app = TestSandbox::makeApp(scope + "/Found.app", "com.example.Found");
-        TestSandbox::makeApp(scope + "/Other.app", "com.example.Other");
+        const QString app = TestSandbox::makeApp(m_sandbox->path("scopeA/Found.app"), "com.example.Found");
+        TestSandbox::makeApp(m_sandbox->path("scopeA/Other.app"), "com.example.Other");
         Outcome outcome;
         std::weak_ptr<SpotlightEasySearch> watched;
         {
-            auto search = SpotlightEasySearch::create();
+            auto search = searchInto(outcome);
             QCOMPARE(search->maxWaitTime(), 30.0 / TestSandbox::kDelayDivisor);
             search->setMaxWaitTime(0.2);
-            search->setResultBlock(recordInto(outcome));
-            search->startQuery(predicateFor("com.example.Found"), {scope});
+            search->startQuery(predicateFor("com.example.Found"), {m_sandbox->path("scopeA")});
             QVERIFY(SpotlightEasySearch::isRegistered(search.get()));
             watched = search;
         }
         QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, 5000);
         QCOMPARE(outcome.paths, QStringList{app});
         QVERIFY(outcome.stopped);
-        // Nothing holds a finished search: it goes at once with its query and the
-        // query's thread, not at the limit. The time-out, once it has fired, finds
-        // nothing to stop and the block is not called again.
         QVERIFY(watched.expired());
         bool limitPassed = false;
         MainThread::after(std::chrono::milliseconds(400), nullptr, [&limitPassed] { limitPassed = true; });
@@ -82,16 +80,14 @@ private Q_SLOTS:
             while (!isStopped())
                 std::this_thread::sleep_for(std::chrono::milliseconds(1)); // never finishes by itself
             sourceEnded = true;
-            return QList<MetadataIndexQuery::Item>{{{MetadataIndexQuery::kItemPathKey, QStringLiteral("/late")}}};
+            return QList<MetadataIndexQuery::Item>{{{MetadataIndexQuery::kItemPathKey, "/late"}}};
         });
         Outcome outcome;
-        auto search = SpotlightEasySearch::create();
+        auto search = searchInto(outcome);
         search->setMaxWaitTime(0.05);
-        search->setResultBlock(recordInto(outcome));
         search->startQuery(predicateFor("com.example.Slow"));
         QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, 5000);
-        QVERIFY(outcome.stopped);
-        QVERIFY(outcome.paths.isEmpty());
+        QVERIFY(outcome.stopped && outcome.paths.isEmpty());
         QVERIFY(!SpotlightEasySearch::isRegistered(search.get()));
         QTRY_VERIFY_WITH_TIMEOUT(sourceEnded.load(), 5000);
     }
@@ -102,10 +98,8 @@ private Q_SLOTS:
         const QString second = TestSandbox::makeApp(m_sandbox->path("scopeC/Second.app"), "com.example.Pair");
         Outcome outcomeB;
         Outcome outcomeC;
-        auto searchB = SpotlightEasySearch::create();
-        auto searchC = SpotlightEasySearch::create();
-        searchB->setResultBlock(recordInto(outcomeB));
-        searchC->setResultBlock(recordInto(outcomeC));
+        auto searchB = searchInto(outcomeB);
+        auto searchC = searchInto(outcomeC);
         searchB->startQuery(predicateFor("com.example.Pair"), {m_sandbox->path("scopeB")});
         searchC->startQuery(predicateFor("com.example.Pair"), {m_sandbox->path("scopeC")});
         QTRY_COMPARE_WITH_TIMEOUT(outcomeB.calls + outcomeC.calls, 2, 5000);
@@ -116,38 +110,24 @@ private Q_SLOTS:
         QCOMPARE(outcomeC.paths, QStringList{second});
     }
 
-    void noFoldersSearchesTheApplicationFolders()
+    // Without folders the application folders are searched; without a block the search
+    // still ends; a predicate it cannot read ends it before startQuery returns.
+    void everySearchEnds()
     {
-        const QString app = TestSandbox::makeApp(m_sandbox->systemApplications() + "/Games/Default.app", "com.example.Default");
-        Outcome outcome;
-        auto search = SpotlightEasySearch::create();
-        search->setResultBlock(recordInto(outcome));
-        search->startQuery(predicateFor("com.example.Default"), {});
-        QCOMPARE(search->query()->searchScopes(), Workspace::applicationFolders());
-        QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, 5000);
-        QCOMPARE(outcome.paths, QStringList{app});
-    }
+        auto blockless = SpotlightEasySearch::create();
+        blockless->startQuery(predicateFor("com.example.Nothing"), {});
+        QCOMPARE(blockless->query()->searchScopes(), Workspace::applicationFolders());
+        QVERIFY(SpotlightEasySearch::isRegistered(blockless.get()));
+        QTRY_VERIFY_WITH_TIMEOUT(!SpotlightEasySearch::isRegistered(blockless.get()), 5000);
+        QVERIFY(blockless->query()->isStopped());
 
-    void searchWithoutBlockStillEnds()
-    {
-        auto search = SpotlightEasySearch::create();
-        search->startQuery(predicateFor("com.example.Nothing"));
-        QVERIFY(SpotlightEasySearch::isRegistered(search.get()));
-        QTRY_VERIFY_WITH_TIMEOUT(!SpotlightEasySearch::isRegistered(search.get()), 5000);
-        QVERIFY(search->query()->isStopped());
-    }
-
-    void unreadablePredicateEndsAtOnce()
-    {
         Outcome outcome;
-        auto search = SpotlightEasySearch::create();
-        search->setResultBlock(recordInto(outcome));
-        search->startQuery(QStringLiteral("kMDItemCFBundleIdentifier == 'it's quoted' AND"));
-        QCOMPARE(outcome.calls, 1); // before startQuery returned
-        QVERIFY(outcome.stopped);
-        QVERIFY(outcome.paths.isEmpty());
-        QVERIFY(!SpotlightEasySearch::isRegistered(search.get()));
-        search->stopQuery(); // a late stop finds nothing more to do
+        auto unreadable = searchInto(outcome);
+        unreadable->startQuery("kMDItemCFBundleIdentifier == 'it's quoted' AND");
+        QCOMPARE(outcome.calls, 1);
+        QVERIFY(outcome.stopped && outcome.paths.isEmpty());
+        QVERIFY(!SpotlightEasySearch::isRegistered(unreadable.get()));
+        unreadable->stopQuery(); // a late stop finds nothing more to do
         QCOMPARE(outcome.calls, 1);
     }
 
