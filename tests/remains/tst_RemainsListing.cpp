@@ -1,6 +1,7 @@
 #include "DiskUsage.h"
 #include "support/TestSandbox.h"
 
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -29,6 +30,7 @@ Run runHelper(const QStringList &arguments, const QString &folder = QString())
 
 } // namespace
 
+// What the remains finder offers and how large it is, seen through
 // `tarnwick-helper --list-remains`, run as a process on the sandbox's home.
 class tst_RemainsListing : public QObject
 {
@@ -37,28 +39,72 @@ class tst_RemainsListing : public QObject
 private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
 
-    // Run from another folder with a relative path and a trailing "/": the bundle, then
-    // its remains in probe order, every value a string, sizes as allocated on disk.
-    void helperPrintsTheListing()
+    void listsTheRemainsInProbeOrder_data()
     {
-        const QString app = TestSandbox::makeApp(m_sandbox->path("Downloads/Listed.app"), "com.example.Listed", "Listed");
-        TestSandbox::makeFile(app + "/Contents/MacOS/Listed", 250000);
-        const QString caches = m_sandbox->path("Library/Caches/com.example.Listed");
-        TestSandbox::makeFile(caches + "/cache.db", 123456);
-        TestSandbox::makeFile(caches + "/.hidden", 5000);
-        const QList<std::pair<QString, QString>> records{
-            {"0", app},
-            {"8", caches},
-            {"10", TestSandbox::makeFile(m_sandbox->path("Library/Preferences/com.example.Listed.plist"), 700)},
-            {"11", TestSandbox::makeFile(m_sandbox->path("Library/Logs/Listed.log"), 0)},
-            {"3", TestSandbox::makeFile(m_sandbox->path("Library/LaunchAgents/com.example.Listed.helper.plist"), 300)}};
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<QString>("executable");
+        QTest::addColumn<bool>("asLinks");         // the remains are made as links to nothing, else as files
+        QTest::addColumn<QStringList>("decoys");   // made below ~/Library, never listed
+        QTest::addColumn<QStringList>("expected"); // "<type> <path below the home>" after the bundle's own; made in reverse
+        QTest::newRow("every probe, in probe order")
+            << "Order" << "com.example.Order" << "OrderExe" << false
+            << QStringList{"Caches/com.example.Order2", "LaunchAgents/COM.EXAMPLE.ORDER.plist", "LaunchAgents/com.example.Order.txt",
+                           "Application Support/CrashReporter/orderexe.plist", "LaunchAgents/com.example.Other.plist"}
+            << QStringList{"8 Library/Caches/com.example.Order", "8 Library/Saved Application State/com.example.Order.savedState",
+                           "10 Library/Preferences/com.example.Order.plist", "10 Library/Preferences/OrderExe",
+                           "11 Library/Logs/OrderExe.log", "12 Library/Cookies/com.example.Order.cookies",
+                           "9 Library/Containers/com.example.Order",
+                           "3 Library/Application Support/Caches/com.apple.helpd/Generated/com.example.Order.help",
+                           "3 Library/Application Support/Caches/com.apple.helpd/SDMHelpData/Other/English/HelpSDMIndexFile/com.example.Order.help",
+                           "3 Library/Application Support/Growl/Tickets/OrderExe.growlTicket", "3 Library/Application Support/OrderExe",
+                           "3 Library/LaunchAgents/com.example.Order.a.plist", "3 Library/LaunchAgents/com.example.Order.b.plist",
+                           "13 Library/Application Support/CrashReporter/OrderExe_1234.plist"};
+        // "../" in the identifier would reach Library/Preferences from the cache and
+        // container probes; a ".." that stays inside its folder is harmless.
+        QTest::newRow("names cannot lead out of their folder")
+            << "Escape" << "../Preferences/com.example.Escape" << "sub/../InsideExe" << false << QStringList{"Preferences/com.example.Escape"}
+            << QStringList{"3 Library/Application Support/InsideExe"};
+        QTest::newRow("links to nothing are listed, measuring 0")
+            << "Dangling" << "com.example.Dangling" << "DanglingExe" << true << QStringList()
+            << QStringList{"11 Library/Logs/DanglingExe.log", "3 Library/LaunchAgents/com.example.Dangling.plist"};
+        QTest::newRow("no executable name: the folder's name")
+            << "Fallback Tool" << "com.example.Fallback" << QString() << false << QStringList()
+            << QStringList{"10 Library/Preferences/Fallback Tool", "11 Library/Logs/Fallback Tool.log",
+                           "3 Library/Application Support/Growl/Tickets/Fallback Tool.growlTicket", "3 Library/Application Support/Fallback Tool",
+                           "13 Library/Application Support/CrashReporter/Fallback Tool_Mac.plist"};
+    }
+
+    // Run from the bundle's folder with a relative path and a trailing "/": the bundle,
+    // then its remains, every value a string, sizes as allocated on disk and summed.
+    void listsTheRemainsInProbeOrder()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, identifier);
+        QFETCH(QString, executable);
+        QFETCH(bool, asLinks);
+        QFETCH(QStringList, decoys);
+        QFETCH(QStringList, expected);
+        for (const QString &decoy : decoys)
+            TestSandbox::makeFile(m_sandbox->path("Library/" + decoy), 100);
+        for (auto line = expected.crbegin(); line != expected.crend(); ++line) {
+            const QString path = m_sandbox->path(line->mid(line->indexOf(' ') + 1));
+            if (asLinks)
+                QVERIFY(QDir().mkpath(QFileInfo(path).path()) && QFile::link(m_sandbox->path("gone"), path));
+            else
+                TestSandbox::makeFile(path, 3000 + path.size() * 100);
+        }
+        const QString app = TestSandbox::makeApp(m_sandbox->path("Downloads/" + name + ".app"), identifier, executable);
+        TestSandbox::makeFile(app + "/Contents/MacOS/" + name, 70000);
         QJsonArray items;
         quint64 total = 0;
-        for (const auto &[type, path] : records) {
-            total += expectedAllocatedSize(path);
-            items.append(QJsonObject{{"bundleId", "com.example.listed"}, {"path", path}, {"size", QString::number(expectedAllocatedSize(path))}, {"type", type}});
+        for (const QString &line : QStringList{"0 " + app.mid(m_sandbox->home().size() + 1)} + expected) {
+            const QString path = m_sandbox->path(line.mid(line.indexOf(' ') + 1));
+            const quint64 size = expectedAllocatedSize(path);
+            total += size;
+            items.append(QJsonObject{{"bundleId", identifier.toLower()}, {"path", path}, {"size", QString::number(size)}, {"type", line.left(line.indexOf(' '))}});
         }
-        const Run listed = runHelper({"--home", m_sandbox->home(), "--list-remains", "Listed.app/"}, m_sandbox->path("Downloads"));
+        const Run listed = runHelper({"--home", m_sandbox->home(), "--list-remains", name + ".app/"}, m_sandbox->path("Downloads"));
         QCOMPARE(listed.exitCode, 0);
         QCOMPARE(listed.err, QByteArray());
         QCOMPARE(QJsonDocument::fromJson(listed.out).object(), QJsonObject({{"items", items}, {"totalSize", QString::number(total)}}));

@@ -14,7 +14,6 @@ namespace {
 struct Outcome
 {
     int calls = 0;
-    MetadataIndexQuery *query = nullptr;
     bool stopped = false;
     QStringList paths;
 };
@@ -25,7 +24,6 @@ std::shared_ptr<SpotlightEasySearch> searchInto(Outcome &outcome)
     auto search = SpotlightEasySearch::create();
     search->setResultBlock([&outcome](SpotlightEasySearch *, MetadataIndexQuery *query) {
         ++outcome.calls;
-        outcome.query = query;
         outcome.stopped = query->isStopped();
         outcome.paths.clear();
         for (const MetadataIndexQuery::Item &item : query->results())
@@ -90,24 +88,6 @@ private Q_SLOTS:
         QVERIFY(outcome.stopped && outcome.paths.isEmpty());
         QVERIFY(!SpotlightEasySearch::isRegistered(search.get()));
         QTRY_VERIFY_WITH_TIMEOUT(sourceEnded.load(), 5000);
-    }
-
-    void concurrentSearchesKeepToTheirOwnQuery()
-    {
-        const QString first = TestSandbox::makeApp(m_sandbox->path("scopeB/First.app"), "com.example.Pair");
-        const QString second = TestSandbox::makeApp(m_sandbox->path("scopeC/Second.app"), "com.example.Pair");
-        Outcome outcomeB;
-        Outcome outcomeC;
-        auto searchB = searchInto(outcomeB);
-        auto searchC = searchInto(outcomeC);
-        searchB->startQuery(predicateFor("com.example.Pair"), {m_sandbox->path("scopeB")});
-        searchC->startQuery(predicateFor("com.example.Pair"), {m_sandbox->path("scopeC")});
-        QTRY_COMPARE_WITH_TIMEOUT(outcomeB.calls + outcomeC.calls, 2, 5000);
-        QCOMPARE(outcomeB.calls, 1);
-        QCOMPARE(outcomeB.query, searchB->query().get());
-        QCOMPARE(outcomeB.paths, QStringList{first});
-        QCOMPARE(outcomeC.query, searchC->query().get());
-        QCOMPARE(outcomeC.paths, QStringList{second});
     }
 
     // Without folders the application folders are searched; without a block the search
