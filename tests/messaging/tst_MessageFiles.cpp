@@ -1,9 +1,7 @@
-#include "FakeApplications.h"
 #include "TestSandbox.h"
 #include "messaging/FileMessage.h"
 #include "messaging/MessageFiles.h"
 #include "messaging/WatcherMessage.h"
-#include "platform/BundleIdentifiers.h"
 #include "platform/FileAttributes.h"
 
 #include <QDateTime>
@@ -205,25 +203,6 @@ private Q_SLOTS:
         QVERIFY(!FileAttributes::existsNoFollow(link) && FileAttributes::exists(target));
     }
 
-    // Only a running helper receives commands; an installed one does not count.
-    void transmitsCommandsToTheRunningHelper()
-    {
-        if (!Workspace::runningApplications(BundleIdentifiers::helper()).isEmpty())
-            QSKIP("another Tarnwick Helper runs for this user");
-        const FileMessage message = FileMessage::CreateMessageForHelperToExcludeRemovedPaths({"/Applications/Foo.app"});
-        const QString installed = FakeApplications::makeScriptApp(m_sandbox->systemApplications() + "/Helper.app", BundleIdentifiers::helper());
-        QVERIFY(!message.transmit());
-        FakeApplications fakes;
-        const QString running = fakes.startRunningApp(m_sandbox->path("Running Helper.app"), BundleIdentifiers::helper());
-        QVERIFY(!running.isNull());
-        QCOMPARE(message.getAppPathForMessage(), FakeApplications::executableOf(running));
-        QVERIFY(!withPayload(message.data().toMap()).transmit()); // a loaded message has no receiver
-        QVERIFY(message.transmit());
-        QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(running).size(), 1, 5000);
-        QCOMPARE(excluded(FileMessage::loadFromFile(FakeApplications::received(running).first())), QStringList({"kept", "/Applications/Foo.app"}));
-        QVERIFY(FakeApplications::received(installed).isEmpty());
-    }
-
     void savesWatcherMessagesAsDescribedAndReadsThemBack()
     {
         WatcherMessage message;
@@ -248,7 +227,7 @@ private Q_SLOTS:
     void loadsWatcherMessagesByTheRules_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        // "<type> <size>" of the item's record ("-": no size), "skipped", or "refused": the file is not loaded and stays.
+        // "<type> <size>" of the item's record ("-": no size), "skipped", or "refused": the file does not load.
         QTest::addColumn<QString>("record");
         const QByteArray where = R"("path":"/p","bundleId":"Com.Foo"})";
         QTest::newRow("strings") << withSentinel(R"({"type":"3","size":"12",)" + where) << "3 12";
@@ -283,6 +262,7 @@ private Q_SLOTS:
         QTest::newRow("empty") << QByteArray() << "refused";
     }
 
+    // A file is consumed only when it loads; each record read as "<type> <size> <path> <identifier>".
     void loadsWatcherMessagesByTheRules()
     {
         QFETCH(QByteArray, bytes);
@@ -291,18 +271,17 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
         file.close();
         WatcherMessage message;
-        if (record == "refused") {
-            QVERIFY(!message.loadFromPath(file.fileName()) && !WatcherMessage::fromData(bytes).has_value());
-            QCOMPARE(contentOf(file.fileName()), bytes);
-            return;
-        }
-        QVERIFY(message.loadFromPath(file.fileName()));
-        QList<PathForRemove> records = message.getPathsForRemove();
-        QCOMPARE(records.takeLast().path(), QString("/s"));
+        const bool loaded = message.loadFromPath(file.fileName());
+        QCOMPARE(loaded, record != "refused");
+        QCOMPARE(WatcherMessage::fromData(bytes).has_value(), loaded);
+        QCOMPARE(FileAttributes::existsNoFollow(file.fileName()), !loaded);
         QStringList found;
-        for (const PathForRemove &item : std::as_const(records))
+        for (const PathForRemove &item : message.getPathsForRemove())
             found << QString("%1 %2 %3 %4").arg(item.type()).arg(item.isSizeCalculated() ? QString::number(item.getSize()) : "-", item.path(), item.bundleId());
-        QCOMPARE(found, record == "skipped" ? QStringList() : QStringList{record + " /p com.foo"});
+        QStringList expected{"0 - /s s"};
+        if (record != "skipped")
+            expected = loaded ? QStringList{record + " /p com.foo", "0 - /s s"} : QStringList();
+        QCOMPARE(found, expected);
     }
 
 private:

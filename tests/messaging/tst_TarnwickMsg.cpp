@@ -1,6 +1,5 @@
 #include "FakeApplications.h"
 #include "TestSandbox.h"
-#include "messaging/FileMessage.h"
 #include "messaging/MessageFiles.h"
 #include "messaging/WatcherMessage.h"
 #include "platform/BundleIdentifiers.h"
@@ -40,29 +39,23 @@ class tst_TarnwickMsg : public QObject
 private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
 
-    void writesCommandFiles()
+    // exclude and clear write command files into the message folder and print their paths;
+    // show prints a command file or a watcher message as JSON and leaves it in place.
+    void writesAndShowsMessageFiles()
     {
         const Run exclude = run({"exclude", "--no-send", "--", "/Applications/Foo Bar.app", "-dash.app"});
-        QCOMPARE(exclude.exitCode, 0);
+        const Run clear = run({"clear", "--no-send"});
+        QVERIFY(exclude.exitCode == 0 && clear.exitCode == 0);
         QCOMPARE(QFileInfo(exclude.printedPath()).absolutePath(), MessageFiles::folder());
         QVERIFY(exclude.printedPath().endsWith(".msgfortwhelp"));
-        QStringList paths;
-        QVERIFY(FileMessage::ReadExcludePaths(&paths, FileMessage::loadFromFile(exclude.printedPath())));
-        QCOMPARE(paths, QStringList({"/Applications/Foo Bar.app", "-dash.app"}));
-        const Run clear = run({"clear", "--no-send"});
-        QCOMPARE(clear.exitCode, 0);
-        QVERIFY(FileMessage::ReadCancelExcludeRemovedPathsFromMessage(FileMessage::loadFromFile(clear.printedPath())));
-    }
-
-    void showsFilesWithoutConsumingThem()
-    {
-        const FileMessage command = FileMessage::CreateMessageForHelperToExcludeRemovedPaths({"/Applications/Foo.app"});
         WatcherMessage message;
         auto record = *PathForRemove::initWithPath("/home/a/Library/Caches/Foo", 8, "com.example.Foo");
         record.setSize(77);
         message.setPathsForRemove({record});
-        const QList<std::pair<QString, QJsonDocument>> shown{{command.saveToFile(), QJsonDocument::fromVariant(command.data())},
-                                                             {message.saveForTransmit(), QJsonDocument(message.toJson())}};
+        const QList<std::pair<QString, QJsonDocument>> shown{
+            {exclude.printedPath(), QJsonDocument::fromVariant(QVariantMap{{"command", "exclude-paths"}, {"paths", QVariantList{"/Applications/Foo Bar.app", "-dash.app"}}})},
+            {clear.printedPath(), QJsonDocument::fromVariant(QVariantMap{{"command", "clear-exclude-paths"}})},
+            {message.saveForTransmit(), QJsonDocument(message.toJson())}};
         for (const auto &[file, json] : shown) {
             const Run show = run({"show", file});
             QCOMPARE(show.exitCode, 0);
@@ -93,8 +86,8 @@ private Q_SLOTS:
         }
     }
 
-    // The helper given is started with the file; one that cannot be started leaves the
-    // file written and fails.
+    // The helper given, else the running one, is started with the file; one that cannot be
+    // started leaves the file written and fails.
     void opensTheFileWithTheHelper()
     {
         const QString given = FakeApplications::makeScriptApp(m_sandbox->path("Given/Tarnwick Helper.app"), BundleIdentifiers::helper());
@@ -105,6 +98,15 @@ private Q_SLOTS:
         QCOMPARE(missing.exitCode, 1);
         QCOMPARE(missing.err.count('\n'), 1);
         QVERIFY(FileAttributes::exists(missing.printedPath()));
+
+        if (!Workspace::runningApplications(BundleIdentifiers::helper()).isEmpty())
+            QSKIP("another Tarnwick Helper runs for this user");
+        FakeApplications fakes;
+        const QString running = fakes.startRunningApp(m_sandbox->path("Running/Tarnwick Helper.app"), BundleIdentifiers::helper());
+        QVERIFY(!running.isNull());
+        const Run toRunning = run({"clear"});
+        QCOMPARE(toRunning.exitCode, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(running), QStringList{toRunning.printedPath()}, 5000);
     }
 
 private:

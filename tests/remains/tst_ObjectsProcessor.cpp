@@ -93,13 +93,8 @@ private Q_SLOTS:
         QCOMPARE(recorder->begins.load(), 1);
         QCOMPARE(recorder->processed().size(), size_t(23));
         QVERIFY(!processor->isProcessorWorking() && processor->getController()->isPaused());
+        QCOMPARE(processor->getController()->cycle(), 2u);
         QTRY_COMPARE_WITH_TIMEOUT(workerCycles(*processor), std::vector<quint32>(4, 2), 5000);
-
-        processor->addObject(22);
-        QTRY_COMPARE_WITH_TIMEOUT(recorder->completions.load(), 2, 5000);
-        QCOMPARE(recorder->begins.load(), 2);
-        QTRY_COMPARE_WITH_TIMEOUT(workerCycles(*processor), std::vector<quint32>(4, 3), 5000);
-        QCOMPARE(processor->getController()->cycle(), 3u);
     }
 
     // Without auto-start nothing starts by itself and an empty run completes; the newest

@@ -10,24 +10,16 @@
 
 namespace {
 
-// What a result block saw.
-struct Outcome
-{
-    int calls = 0;
-    bool stopped = false;
-    QStringList paths;
-};
-
-// A search whose result block records into the outcome.
-std::shared_ptr<SpotlightEasySearch> searchInto(Outcome &outcome)
+// A search whose result block adds what it was handed to the list: whether the query has
+// stopped, and the paths found.
+std::shared_ptr<SpotlightEasySearch> searchInto(QStringList &seen)
 {
     auto search = SpotlightEasySearch::create();
-    search->setResultBlock([&outcome](SpotlightEasySearch *, MetadataIndexQuery *query) {
-        ++outcome.calls;
-        outcome.stopped = query->isStopped();
-        outcome.paths.clear();
+    search->setResultBlock([&seen](SpotlightEasySearch *, MetadataIndexQuery *query) {
+        QStringList line{query->isStopped() ? "stopped" : "running"};
         for (const MetadataIndexQuery::Item &item : query->results())
-            outcome.paths << item.value(MetadataIndexQuery::kItemPathKey).toString();
+            line << item.value(MetadataIndexQuery::kItemPathKey).toString();
+        seen << line.join(' ');
     });
     return search;
 }
@@ -49,26 +41,24 @@ private Q_SLOTS:
     // and the block is not called again.
     void finishedGatheringCallsTheBlockOnce()
     {
-        const QString app = TestSandbox::makeApp(m_sandbox->path("scopeA/Found.app"), "com.example.Found");
-        TestSandbox::makeApp(m_sandbox->path("scopeA/Other.app"), "com.example.Other");
-        Outcome outcome;
+        const QString app = TestSandbox::makeApp(m_sandbox->path("scope/Found.app"), "com.example.Found");
+        TestSandbox::makeApp(m_sandbox->path("scope/Other.app"), "com.example.Other");
+        QStringList seen;
         std::weak_ptr<SpotlightEasySearch> watched;
         {
-            auto search = searchInto(outcome);
+            auto search = searchInto(seen);
             QCOMPARE(search->maxWaitTime(), 30.0 / TestSandbox::kDelayDivisor);
             search->setMaxWaitTime(0.2);
-            search->startQuery(predicateFor("com.example.Found"), {m_sandbox->path("scopeA")});
+            search->startQuery(predicateFor("com.example.Found"), {m_sandbox->path("scope")});
             QVERIFY(SpotlightEasySearch::isRegistered(search.get()));
             watched = search;
         }
-        QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, 5000);
-        QCOMPARE(outcome.paths, QStringList{app});
-        QVERIFY(outcome.stopped);
+        QTRY_COMPARE_WITH_TIMEOUT(seen, QStringList{"stopped " + app}, 5000);
         QVERIFY(watched.expired());
         bool limitPassed = false;
         MainThread::after(std::chrono::milliseconds(400), nullptr, [&limitPassed] { limitPassed = true; });
         QTRY_VERIFY_WITH_TIMEOUT(limitPassed, 5000);
-        QCOMPARE(outcome.calls, 1);
+        QCOMPARE(seen.size(), 1);
     }
 
     void slowQueryIsStoppedAtTheLimit()
@@ -80,12 +70,11 @@ private Q_SLOTS:
             sourceEnded = true;
             return QList<MetadataIndexQuery::Item>{{{MetadataIndexQuery::kItemPathKey, "/late"}}};
         });
-        Outcome outcome;
-        auto search = searchInto(outcome);
+        QStringList seen;
+        auto search = searchInto(seen);
         search->setMaxWaitTime(0.05);
         search->startQuery(predicateFor("com.example.Slow"));
-        QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, 5000);
-        QVERIFY(outcome.stopped && outcome.paths.isEmpty());
+        QTRY_COMPARE_WITH_TIMEOUT(seen, QStringList{"stopped"}, 5000);
         QVERIFY(!SpotlightEasySearch::isRegistered(search.get()));
         QTRY_VERIFY_WITH_TIMEOUT(sourceEnded.load(), 5000);
     }
@@ -101,14 +90,13 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!SpotlightEasySearch::isRegistered(blockless.get()), 5000);
         QVERIFY(blockless->query()->isStopped());
 
-        Outcome outcome;
-        auto unreadable = searchInto(outcome);
+        QStringList seen;
+        auto unreadable = searchInto(seen);
         unreadable->startQuery("kMDItemCFBundleIdentifier == 'it's quoted' AND");
-        QCOMPARE(outcome.calls, 1);
-        QVERIFY(outcome.stopped && outcome.paths.isEmpty());
+        QCOMPARE(seen, QStringList{"stopped"});
         QVERIFY(!SpotlightEasySearch::isRegistered(unreadable.get()));
         unreadable->stopQuery(); // a late stop finds nothing more to do
-        QCOMPARE(outcome.calls, 1);
+        QCOMPARE(seen.size(), 1);
     }
 
 private:
