@@ -9,10 +9,9 @@
 
 int main(int argc, char **argv)
 {
-    if (argc == 2 && std::string(argv[1]) == "--stay") {
+    if (argc == 2 && std::string(argv[1]) == "--stay")
         for (;;)
             ::pause();
-    }
     char self[PATH_MAX] = {};
     if (::readlink("/proc/self/exe", self, sizeof self - 1) <= 0)
         return 1;

@@ -36,10 +36,9 @@ public:
     {
         const QString executable = executableOf(TestSandbox::makeApp(path, identifier, "tarnwick"));
         QFile::remove(executable);
-        return QFile::copy(TW_FAKE_APPLICATION, executable) &&
-                       QFile::setPermissions(executable, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)
-                   ? path
-                   : QString();
+        const bool made = QFile::copy(TW_FAKE_APPLICATION, executable) &&
+                          QFile::setPermissions(executable, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        return made ? path : QString();
     }
 
     // Such a bundle, started once with "--stay" so that it runs; returns once /proc shows

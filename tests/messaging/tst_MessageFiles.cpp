@@ -1,5 +1,6 @@
 #include "TestSandbox.h"
 #include "messaging/FileMessage.h"
+#include "messaging/KeyedArchive.h"
 #include "messaging/MessageFiles.h"
 #include "messaging/WatcherMessage.h"
 #include "platform/FileAttributes.h"
@@ -17,27 +18,20 @@ namespace {
 
 const QByteArray kHeader = "---=== Tarnwick Watcher Message v2 ===---\n";
 
-int setMode(const QString &path, mode_t mode) { return ::chmod(QFile::encodeName(path).constData(), mode); }
-
 QByteArray contentOf(const QString &path) { return MessageFiles::readFile(path).value_or("(unreadable)"); }
 
-// The counter and the seconds of a "random_<counter>-<seconds>.<extension>" name.
+// The counter and the seconds of a "random_<counter>-<seconds>.msgfortwhelp" name.
 std::pair<qint64, qint64> partsOf(const QString &path)
 {
-    static const QRegularExpression pattern("^random_(\\d+)-(\\d+)\\.msgfortwhelp$");
-    const auto match = pattern.match(QFileInfo(path).fileName());
+    const auto match = QRegularExpression("^random_(\\d+)-(\\d+)\\.msgfortwhelp$").match(QFileInfo(path).fileName());
     return {match.captured(1).toLongLong(), match.captured(2).toLongLong()};
 }
 
 // Seconds since the names' reference date, 1 January 2001 UTC.
 qint64 secondsNow() { return QDateTime::currentSecsSinceEpoch() - 978307200; }
 
-FileMessage withPayload(const QVariantMap &data)
-{
-    FileMessage message;
-    message.setData(data);
-    return message;
-}
+// The command another writer would send with the payload.
+std::optional<FileMessage> commandOf(const QVariantMap &payload) { return FileMessage::fromData(KeyedArchive::archivedDataWithRootObject(payload)); }
 
 // {"kept"} with the message's paths appended; "refused" in front when it is no exclude command.
 QStringList excluded(const std::optional<FileMessage> &message)
@@ -114,9 +108,9 @@ private Q_SLOTS:
 
         const QString open = m_sandbox->path("open-folder");
         QVERIFY(QDir().mkpath(open));
-        for (mode_t mode : {0777, 0770, 0730}) {
-            QCOMPARE(setMode(open, mode), 0);
-            QVERIFY2(MessageFiles::writeNewFile(open + "/in-open.msg", "x").isNull(), qPrintable(QString::number(mode, 8)));
+        for (int mode : {0x7777, 0x7770, 0x7730}) { // 0777, 0770, 0730
+            QVERIFY(QFile::setPermissions(open, QFile::Permissions(mode)));
+            QVERIFY2(MessageFiles::writeNewFile(open + "/in-open.msg", "x").isNull(), qPrintable(QString::number(mode, 16)));
         }
         QVERIFY(QDir(open).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
 
@@ -124,7 +118,7 @@ private Q_SLOTS:
             QSKIP("giving a folder to another user needs root");
         const QString foreign = m_sandbox->path("foreign-folder");
         QVERIFY(QDir().mkpath(foreign));
-        QCOMPARE(setMode(foreign, 0700), 0);
+        QVERIFY(QFile::setPermissions(foreign, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         QCOMPARE(::chown(QFile::encodeName(foreign).constData(), 65534, 65534), 0);
         QVERIFY(MessageFiles::writeNewFile(foreign + "/in-foreign.msg", "x").isNull());
         QVERIFY(QDir(foreign).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
@@ -136,17 +130,16 @@ private Q_SLOTS:
             FileMessage::CreateMessageForHelperToExcludeRemovedPaths({"/Applications/Foo.app", qint64(3), QVariant(), "/Applications/Bar Baz.app"});
         QCOMPARE(excluded(exclude), QStringList({"kept", "/Applications/Foo.app", "/Applications/Bar Baz.app"}));
         QVERIFY(FileMessage::ReadExcludePaths(nullptr, exclude));
-        QVERIFY(!FileMessage::ReadCancelExcludeRemovedPathsFromMessage(exclude));
         QVERIFY(FileMessage::ReadCancelExcludeRemovedPathsFromMessage(FileMessage::CreateMessageForHelperToCancelExcludeRemovedPaths()));
-        QVERIFY(!FileMessage::ReadCancelExcludeRemovedPathsFromMessage(std::nullopt));
+        QVERIFY(!FileMessage::ReadCancelExcludeRemovedPathsFromMessage(exclude) && !FileMessage::ReadCancelExcludeRemovedPathsFromMessage(std::nullopt));
         const QStringList refused{"refused", "kept"};
         QCOMPARE(excluded(FileMessage::CreateMessageForHelperToCancelExcludeRemovedPaths()), refused);
         QCOMPARE(excluded(std::nullopt), refused);
         // Payloads of other writers: numbers among the paths are skipped; a command in
         // another case, or paths that are no array, make no command.
-        QCOMPARE(excluded(withPayload({{"command", "exclude-paths"}, {"paths", QVariantList{qint64(1), "a"}}})), QStringList({"kept", "a"}));
-        QCOMPARE(excluded(withPayload({{"command", "Exclude-Paths"}, {"paths", QVariantList{}}})), refused);
-        QCOMPARE(excluded(withPayload({{"command", "exclude-paths"}, {"paths", "a"}})), refused);
+        QCOMPARE(excluded(commandOf({{"command", "exclude-paths"}, {"paths", QVariantList{qint64(1), "a"}}})), QStringList({"kept", "a"}));
+        QCOMPARE(excluded(commandOf({{"command", "Exclude-Paths"}, {"paths", QVariantList{}}})), refused);
+        QCOMPARE(excluded(commandOf({{"command", "exclude-paths"}, {"paths", "a"}})), refused);
     }
 
     // Names count up from 1 within the second, skipping whatever sits at the next names
@@ -173,7 +166,6 @@ private Q_SLOTS:
 
         const auto loaded = FileMessage::loadFromFile(path);
         QVERIFY(loaded.has_value());
-        QCOMPARE(loaded->type(), FileMessage::kTypeLoaded);
         QCOMPARE(loaded->data(), message.data());
         QVERIFY(!FileAttributes::existsNoFollow(path));
         QVERIFY(!FileMessage::loadFromFile(path).has_value());
@@ -218,9 +210,7 @@ private Q_SLOTS:
         WatcherMessage reader;
         QVERIFY(reader.loadFromPath(path));
         QCOMPARE(reader.getPathsForRemove(), twoRecords());
-        QVERIFY(reader.getPathsForRemove().at(0).isSizeCalculated() && !reader.getPathsForRemove().at(1).isSizeCalculated());
-        QVERIFY(!FileAttributes::existsNoFollow(path));
-        QVERIFY(!reader.loadFromPath(path)); // a failed load keeps the list read before
+        QVERIFY(!reader.loadFromPath(path)); // consumed; a failed load keeps the list read before
         QCOMPARE(reader.getPathsForRemove().size(), 2);
     }
 

@@ -12,12 +12,7 @@
 
 namespace {
 
-QList<PathForRemove> records()
-{
-    auto cache = *PathForRemove::initWithPath("/home/a/Library/Caches/com.example.Foo", 8, "com.example.Foo");
-    cache.setSize(1200);
-    return {cache, *PathForRemove::initWithPath("/home/a/Library/Preferences/com.example.Foo.plist", 10, "com.example.Foo")};
-}
+QList<PathForRemove> records() { return {*PathForRemove::initWithPath("/home/a/Library/Caches/com.example.Foo", 8, "com.example.Foo")}; }
 
 } // namespace
 
@@ -56,7 +51,6 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(copy).size(), 2, 5000);
         QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         QCOMPARE(FakeApplications::received(copy).last(), copy);
-        Bundle::setMainBundlePath(m_sandbox->helperBundle());
     }
 
 private:
