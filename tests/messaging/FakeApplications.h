@@ -18,9 +18,6 @@
 class FakeApplications
 {
 public:
-    FakeApplications() = default;
-    FakeApplications(const FakeApplications &) = delete;
-    FakeApplications &operator=(const FakeApplications &) = delete;
     ~FakeApplications()
     {
         for (const auto &process : m_running) {

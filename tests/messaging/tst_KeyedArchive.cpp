@@ -106,8 +106,8 @@ private Q_SLOTS:
     // differently from this writer: mutable classes, string objects, every value kind.
     void readsArchivesOfAnotherEncoder()
     {
-        QCOMPARE(readFixture("exclude-mutable"), QVariant(QVariantMap{{"command", "exclude-paths"},
-                                                                      {"paths", QVariantList{qint64(42), "/Applications/Foo.app", "/home/a/Applications/Bar.app"}}}));
+        const QVariantList paths{qint64(42), "/Applications/Foo.app", "/home/a/Applications/Bar.app"};
+        QCOMPARE(readFixture("exclude-mutable"), QVariant(QVariantMap{{"command", "exclude-paths"}, {"paths", paths}}));
         QCOMPARE(readFixture("values"), QVariant(QVariantMap{{"integer", qint64(-7)}, {"real", 2.5}, {"yes", true}, {"empty", QVariantMap{}},
                                                              {"list", QVariantList{"a", QVariantList{}, qint64(1)}}}));
     }

@@ -50,7 +50,8 @@ private Q_SLOTS:
         WatcherMessage message;
         message.setPathsForRemove({*PathForRemove::initWithPath("/home/a/Library/Caches/Foo", 8, "com.example.Foo")});
         const QList<std::pair<QString, QJsonDocument>> shown{
-            {exclude.printedPath(), QJsonDocument::fromVariant(QVariantMap{{"command", "exclude-paths"}, {"paths", QVariantList{"/Applications/Foo Bar.app", "-dash.app"}}})},
+            {exclude.printedPath(),
+             QJsonDocument::fromVariant(QVariantMap{{"command", "exclude-paths"}, {"paths", QVariantList{"/Applications/Foo Bar.app", "-dash.app"}}})},
             {clear.printedPath(), QJsonDocument::fromVariant(QVariantMap{{"command", "clear-exclude-paths"}})},
             {message.saveForTransmit(), QJsonDocument(message.toJson())}};
         for (const auto &[file, json] : shown) {
@@ -67,7 +68,8 @@ private Q_SLOTS:
     {
         const QString noise = TestSandbox::makeFile(m_sandbox->path("noise.msgfortwhelp"), 300);
         const QString noRecords = WatcherMessage().saveForTransmit();
-        for (const QString &path : QStringList{noise, noRecords, TW_FIXTURES_DIR "/cycle.msgfortwhelp", m_sandbox->path("missing"), m_sandbox->home()}) {
+        const QStringList refused{noise, noRecords, TW_FIXTURES_DIR "/cycle.msgfortwhelp", m_sandbox->path("missing"), m_sandbox->home()};
+        for (const QString &path : refused) {
             const Run shown = run({"show", path});
             QCOMPARE(shown.exitCode, 1);
             QVERIFY(shown.out.isEmpty() && shown.err.count('\n') == 1);

@@ -102,7 +102,8 @@ private Q_SLOTS:
             const QString path = m_sandbox->path(line.mid(line.indexOf(' ') + 1));
             const quint64 size = expectedAllocatedSize(path);
             total += size;
-            items.append(QJsonObject{{"bundleId", identifier.toLower()}, {"path", path}, {"size", QString::number(size)}, {"type", line.left(line.indexOf(' '))}});
+            items.append(QJsonObject{
+                {"bundleId", identifier.toLower()}, {"path", path}, {"size", QString::number(size)}, {"type", line.left(line.indexOf(' '))}});
         }
         const Run listed = runHelper({"--home", m_sandbox->home(), "--list-remains", name + ".app/"}, m_sandbox->path("Downloads"));
         QCOMPARE(listed.exitCode, 0);
