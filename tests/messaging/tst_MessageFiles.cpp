@@ -174,6 +174,8 @@ private Q_SLOTS:
         QVERIFY(large.open(QIODevice::WriteOnly) && large.resize(MessageFiles::kMaxFileSize + 1));
         const QString fifo = m_sandbox->path("rejected/fifo.msgfortwhelp");
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        for (const QString &unread : {large.fileName(), fifo, m_sandbox->home()}) // only small regular files are read
+            QVERIFY2(!MessageFiles::readFile(unread).has_value(), qPrintable(unread));
         for (const QString &path : {noise, array, large.fileName(), fifo}) {
             QVERIFY2(!FileMessage::loadFromFile(path).has_value(), qPrintable(path));
             QVERIFY2(!FileAttributes::existsNoFollow(path), qPrintable(path));

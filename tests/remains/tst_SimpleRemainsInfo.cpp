@@ -97,6 +97,18 @@ private Q_SLOTS:
         QCOMPARE(decisions({"com.example.Indexed", "com.example.UserIndexed", "com.example.Far", "com.example.Stale"}), QList<int>({0, 0, 1, 1}));
     }
 
+    // "." and ".." are resolved by the text alone: no name leads out of the folder or to
+    // the folder itself, whatever lies on the disk.
+    void safePathsStayInsideTheirFolder()
+    {
+        const QString folder = m_sandbox->path("Library/Caches");
+        QCOMPARE(SimpleRemainsInfo::createSafeToDeletePathInFolder(folder, "a/./b//c/"), folder + "/a/b/c");
+        QCOMPARE(SimpleRemainsInfo::createSafeToDeletePathInFolder(folder, "/etc/passwd"), folder + "/etc/passwd");
+        for (const QString &name : QStringList{"..", ".", "../Caches", "x/../..", "../../../../../../../../etc/passwd", "", QString()})
+            QVERIFY2(SimpleRemainsInfo::createSafeToDeletePathInFolder(folder, name).isNull(), qPrintable(name));
+        QVERIFY(SimpleRemainsInfo::createSafeToDeletePathInFolder(QString(), "x").isNull());
+    }
+
 private:
     // For each identifier, how often the ok block ran once the decision (and its search,
     // if any) had ended; a call off the main thread counts 100.

@@ -37,11 +37,14 @@ private Q_SLOTS:
 
     // Nothing holds a finished search: it goes at once with its query and the query's
     // thread, not at the limit. The time-out, once it has fired, finds nothing to stop
-    // and the block is not called again.
+    // and the block is not called again. A search running beside it keeps to its own query.
     void finishedGatheringCallsTheBlockOnce()
     {
         const QString app = TestSandbox::makeApp(m_sandbox->path("scope/Found.app"), "com.example.Found");
         TestSandbox::makeApp(m_sandbox->path("scope/Other.app"), "com.example.Other");
+        const QString twin = TestSandbox::makeApp(m_sandbox->path("twin/Twin.app"), "com.example.Found");
+        QStringList twinSeen;
+        searchInto(twinSeen)->startQuery(predicateFor("com.example.Found"), {m_sandbox->path("twin")});
         QStringList seen;
         std::weak_ptr<SpotlightEasySearch> watched;
         {
@@ -53,6 +56,7 @@ private Q_SLOTS:
             watched = search;
         }
         QTRY_COMPARE_WITH_TIMEOUT(seen, QStringList{"stopped " + app}, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(twinSeen, QStringList{"stopped " + twin}, 5000);
         QVERIFY(watched.expired());
         bool limitPassed = false;
         MainThread::after(std::chrono::milliseconds(400), nullptr, [&limitPassed] { limitPassed = true; });
