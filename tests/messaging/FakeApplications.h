@@ -51,7 +51,8 @@ public:
         // The process shows its own executable only once exec has replaced the forked copy.
         const auto isRunning = [&] {
             const QList<RunningApplication> running = Workspace::runningApplications(identifier);
-            return std::any_of(running.cbegin(), running.cend(), [&](const RunningApplication &app) { return app.executablePath == executable; });
+            return std::any_of(running.cbegin(), running.cend(),
+                               [&](const RunningApplication &app) { return app.executablePath == executable; });
         };
         return QTest::qWaitFor(isRunning, 5000) ? path : QString();
     }

@@ -84,9 +84,10 @@ private Q_SLOTS:
     void writesTheLayoutOfCocoa()
     {
         const QByteArray written = KeyedArchive::archivedDataWithRootObject(kExcludePayload);
-        const auto layout = PropertyList::fromData(archiveOf({"$null", dictionaryObject({uid(2), uid(3)}, {uid(4), uid(5)}, 9), "command", "paths",
-                                                              "exclude-paths", arrayObject({uid(6), uid(7)}, 8), "/Applications/Foo Bar.app",
-                                                              "/x/Y.app", classObject("NSArray"), classObject("NSDictionary")}));
+        const auto layout = PropertyList::fromData(
+            archiveOf({"$null", dictionaryObject({uid(2), uid(3)}, {uid(4), uid(5)}, 9), "command", "paths", "exclude-paths",
+                       arrayObject({uid(6), uid(7)}, 8), "/Applications/Foo Bar.app", "/x/Y.app", classObject("NSArray"),
+                       classObject("NSDictionary")}));
         QCOMPARE(PropertyList::fromData(written), layout);
 
         const QString python = QStandardPaths::findExecutable("python3");

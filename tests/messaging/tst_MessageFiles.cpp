@@ -24,7 +24,10 @@ QByteArray contentOf(const QString &path) { return MessageFiles::readFile(path).
 qint64 secondsNow() { return QDateTime::currentSecsSinceEpoch() - 978307200; }
 
 // The command another writer would send with the payload.
-std::optional<FileMessage> commandOf(const QVariantMap &payload) { return FileMessage::fromData(KeyedArchive::archivedDataWithRootObject(payload)); }
+std::optional<FileMessage> commandOf(const QVariantMap &payload)
+{
+    return FileMessage::fromData(KeyedArchive::archivedDataWithRootObject(payload));
+}
 
 // {"kept"} with the message's paths appended; "refused" in front when it is no exclude command.
 QStringList excluded(const std::optional<FileMessage> &message)
@@ -33,13 +36,6 @@ QStringList excluded(const std::optional<FileMessage> &message)
     if (!FileMessage::ReadExcludePaths(&paths, message))
         paths.prepend("refused");
     return paths;
-}
-
-QList<PathForRemove> twoRecords()
-{
-    auto sized = *PathForRemove::initWithPath("/home/a/Library/Caches/com.Foo", 8, "com.Example.FOO");
-    sized.setSize(4096);
-    return {sized, *PathForRemove::initWithPath("/home/a/Library/Logs/Foo \"quoted\"", 11, "com.example.foo")};
 }
 
 // A watcher message of the item and a valid sentinel item, so that the file loads.
@@ -189,8 +185,11 @@ private Q_SLOTS:
 
     void savesWatcherMessagesAsDescribedAndReadsThemBack()
     {
+        auto sized = *PathForRemove::initWithPath("/home/a/Library/Caches/com.Foo", 8, "com.Example.FOO");
+        sized.setSize(4096);
+        const QList<PathForRemove> records{sized, *PathForRemove::initWithPath("/home/a/Library/Logs/Foo \"quoted\"", 11, "com.example.foo")};
         WatcherMessage message;
-        message.setPathsForRemove(twoRecords());
+        message.setPathsForRemove(records);
         const QString path = message.saveForTransmit();
         QCOMPARE(QFileInfo(path).absolutePath(), MessageFiles::folder());
         QVERIFY2(QRegularExpression("^random_\\d+-\\d+\\.trfortw$").match(QFileInfo(path).fileName()).hasMatch(), qPrintable(path));
@@ -202,7 +201,7 @@ private Q_SLOTS:
 
         WatcherMessage reader;
         QVERIFY(reader.loadFromPath(path));
-        QCOMPARE(reader.getPathsForRemove(), twoRecords());
+        QCOMPARE(reader.getPathsForRemove(), records);
         QVERIFY(!reader.loadFromPath(path)); // consumed; a failed load keeps the list read before
         QCOMPARE(reader.getPathsForRemove().size(), 2);
     }

@@ -30,7 +30,8 @@ private Q_SLOTS:
         if (!Workspace::runningApplications(BundleIdentifiers::mainApp()).isEmpty())
             QSKIP("a Tarnwick main application runs for this user");
         NotificationsManager &manager = NotificationsManager::GetInstance();
-        const QString installed = FakeApplications::makeScriptApp(m_sandbox->systemApplications() + "/Tarnwick.app", BundleIdentifiers::mainApp());
+        const QString installed =
+            FakeApplications::makeScriptApp(m_sandbox->systemApplications() + "/Tarnwick.app", BundleIdentifiers::mainApp());
         QCOMPARE(manager.findMainApplication(), installed);
         FakeApplications fakes;
         const QString running = fakes.startRunningApp(m_sandbox->path("Running/Tarnwick.app"), BundleIdentifiers::mainApp());

@@ -50,8 +50,8 @@ private Q_SLOTS:
         WatcherMessage message;
         message.setPathsForRemove({*PathForRemove::initWithPath("/home/a/Library/Caches/Foo", 8, "com.example.Foo")});
         const QList<std::pair<QString, QJsonDocument>> shown{
-            {exclude.printedPath(),
-             QJsonDocument::fromVariant(QVariantMap{{"command", "exclude-paths"}, {"paths", QVariantList{"/Applications/Foo Bar.app", "-dash.app"}}})},
+            {exclude.printedPath(), QJsonDocument::fromVariant(QVariantMap{
+                                        {"command", "exclude-paths"}, {"paths", QVariantList{"/Applications/Foo Bar.app", "-dash.app"}}})},
             {clear.printedPath(), QJsonDocument::fromVariant(QVariantMap{{"command", "clear-exclude-paths"}})},
             {message.saveForTransmit(), QJsonDocument(message.toJson())}};
         for (const auto &[file, json] : shown) {

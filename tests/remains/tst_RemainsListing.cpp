@@ -71,7 +71,8 @@ private Q_SLOTS:
         QTest::newRow("no executable name: the folder's name")
             << "Fallback Tool" << "com.example.Fallback" << QString() << false << QStringList()
             << QStringList{"10 Library/Preferences/Fallback Tool", "11 Library/Logs/Fallback Tool.log",
-                           "3 Library/Application Support/Growl/Tickets/Fallback Tool.growlTicket", "3 Library/Application Support/Fallback Tool",
+                           "3 Library/Application Support/Growl/Tickets/Fallback Tool.growlTicket",
+                           "3 Library/Application Support/Fallback Tool",
                            "13 Library/Application Support/CrashReporter/Fallback Tool_Mac.plist"};
     }
 

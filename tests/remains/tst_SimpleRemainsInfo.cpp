@@ -94,7 +94,8 @@ private Q_SLOTS:
                 items.append({{MetadataIndexQuery::kItemBundleIdentifierKey, identifier}, {MetadataIndexQuery::kItemPathKey, path}});
             return items;
         });
-        QCOMPARE(decisions({"com.example.Indexed", "com.example.UserIndexed", "com.example.Far", "com.example.Stale"}), QList<int>({0, 0, 1, 1}));
+        QCOMPARE(decisions({"com.example.Indexed", "com.example.UserIndexed", "com.example.Far", "com.example.Stale"}),
+                 QList<int>({0, 0, 1, 1}));
     }
 
     // "." and ".." are resolved by the text alone: no name leads out of the folder or to
@@ -117,7 +118,8 @@ private:
         QList<int> results;
         for (const QString &identifier : identifiers) {
             int calls = 0;
-            SimpleRemainsInfo::calculateIsCanShowNotificationForBundleWithID(identifier, [&calls] { calls += MainThread::isCurrent() ? 1 : 100; });
+            SimpleRemainsInfo::calculateIsCanShowNotificationForBundleWithID(identifier,
+                                                                             [&calls] { calls += MainThread::isCurrent() ? 1 : 100; });
             [&] { QTRY_COMPARE_WITH_TIMEOUT(SpotlightEasySearch::runningSearchCount(), 0, 5000); }();
             results << calls;
         }

@@ -23,7 +23,7 @@ std::shared_ptr<SpotlightEasySearch> searchInto(QStringList &seen)
     return search;
 }
 
-QString predicateFor(const QString &identifier) { return QString("kMDItemCFBundleIdentifier == '%1' AND kMDItemPath LIKE '?*'").arg(identifier); }
+QString predicateFor(const QString &id) { return QString("kMDItemCFBundleIdentifier == '%1' AND kMDItemPath LIKE '?*'").arg(id); }
 
 } // namespace
 
