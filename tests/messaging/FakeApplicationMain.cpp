@@ -3,24 +3,20 @@
 // started with files it appends each path as a line to "<its executable>.received".
 
 #include <climits>
-#include <cstdio>
-#include <cstring>
+#include <fstream>
 #include <string>
 #include <unistd.h>
 
 int main(int argc, char **argv)
 {
-    if (argc == 2 && std::strcmp(argv[1], "--stay") == 0) {
+    if (argc == 2 && std::string(argv[1]) == "--stay")
         for (;;)
             ::pause();
-    }
     char self[PATH_MAX] = {};
     if (::readlink("/proc/self/exe", self, sizeof self - 1) <= 0)
         return 1;
-    std::FILE *record = std::fopen((std::string(self) + ".received").c_str(), "a");
-    if (!record)
-        return 1;
+    std::ofstream record(std::string(self) + ".received", std::ios::app);
     for (int i = 1; i < argc; ++i)
-        std::fprintf(record, "%s\n", argv[i]);
-    return std::fclose(record) == 0 ? 0 : 1;
+        record << argv[i] << '\n';
+    return record.flush() ? 0 : 1;
 }

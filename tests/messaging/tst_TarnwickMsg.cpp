@@ -1,36 +1,15 @@
 #include "FakeApplications.h"
 #include "TestSandbox.h"
-#include "messaging/FileMessage.h"
 #include "messaging/MessageFiles.h"
 #include "messaging/WatcherMessage.h"
 #include "platform/BundleIdentifiers.h"
 #include "platform/FileAttributes.h"
-#include "platform/Workspace.h"
 
-#include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QTest>
 
 #include <memory>
-
-// tarnwick-msg run as a process, with the sandbox's runtime directory.
-class tst_TarnwickMsg : public QObject
-{
-    Q_OBJECT
-private Q_SLOTS:
-    void initTestCase();
-    void writesCommandFiles();
-    void showsFilesWithoutConsumingThem();
-    void reportsUndecodableFilesInOneLine();
-    void usageErrorsExitWithTwo_data();
-    void usageErrorsExitWithTwo();
-    void opensTheFileWithTheHelper();
-
-private:
-    std::unique_ptr<TestSandbox> m_sandbox;
-};
 
 namespace {
 
@@ -39,136 +18,98 @@ struct Run
     int exitCode = -1;
     QByteArray out;
     QByteArray err;
+    QString printedPath() const { return QString::fromLocal8Bit(out).trimmed(); }
 };
 
 Run run(const QStringList &arguments)
 {
     QProcess process;
-    process.start(QStringLiteral(TW_TARNWICK_MSG), arguments);
+    process.start(TW_TARNWICK_MSG, arguments);
     if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
         return {};
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
-QString printedPath(const Run &result)
-{
-    return QString::fromLocal8Bit(result.out).trimmed();
-}
-
 } // namespace
 
-void tst_TarnwickMsg::initTestCase()
+// tarnwick-msg run as a process, with the sandbox's runtime directory.
+class tst_TarnwickMsg : public QObject
 {
-    m_sandbox = std::make_unique<TestSandbox>();
-}
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
 
-void tst_TarnwickMsg::writesCommandFiles()
-{
-    const Run exclude = run({QStringLiteral("exclude"), QStringLiteral("--no-send"), QStringLiteral("--"),
-                             QStringLiteral("/Applications/Foo Bar.app"), QStringLiteral("-dash.app")});
-    QCOMPARE(exclude.exitCode, 0);
-    const QString file = printedPath(exclude);
-    QCOMPARE(QFileInfo(file).absolutePath(), MessageFiles::folder());
-    QVERIFY(file.endsWith(QStringLiteral(".msgfortwhelp")));
-    QStringList paths;
-    QVERIFY(FileMessage::ReadExcludePaths(&paths, FileMessage::loadFromFile(file)));
-    QCOMPARE(paths, QStringList({QStringLiteral("/Applications/Foo Bar.app"), QStringLiteral("-dash.app")}));
-
-    const Run clear = run({QStringLiteral("clear"), QStringLiteral("--no-send")});
-    QCOMPARE(clear.exitCode, 0);
-    QVERIFY(FileMessage::ReadCancelExcludeRemovedPathsFromMessage(FileMessage::loadFromFile(printedPath(clear))));
-}
-
-void tst_TarnwickMsg::showsFilesWithoutConsumingThem()
-{
-    const FileMessage command = FileMessage::CreateMessageForHelperToExcludeRemovedPaths({QStringLiteral("/Applications/Foo.app")});
-    const QString commandFile = command.saveToFile();
-    const Run shownCommand = run({QStringLiteral("show"), commandFile});
-    QCOMPARE(shownCommand.exitCode, 0);
-    QCOMPARE(QJsonDocument::fromJson(shownCommand.out), QJsonDocument::fromVariant(command.data()));
-    QVERIFY(FileAttributes::exists(commandFile));
-
-    WatcherMessage message;
-    auto record = *PathForRemove::initWithPath(QStringLiteral("/home/a/Library/Caches/Foo"), 8, QStringLiteral("com.example.Foo"));
-    record.setSize(77);
-    message.setPathsForRemove({record});
-    const QString messageFile = message.saveForTransmit();
-    const Run shownMessage = run({QStringLiteral("show"), messageFile});
-    QCOMPARE(shownMessage.exitCode, 0);
-    QCOMPARE(QJsonDocument::fromJson(shownMessage.out).object(), message.toJson());
-    QVERIFY(FileAttributes::exists(messageFile));
-
-    const Run shownFixture = run({QStringLiteral("show"), QStringLiteral(TW_FIXTURES_DIR "/exclude-mutable.msgfortwhelp")});
-    QCOMPARE(shownFixture.exitCode, 0);
-    QCOMPARE(QJsonDocument::fromJson(shownFixture.out).object().value(QStringLiteral("paths")).toArray().size(), 3);
-}
-
-void tst_TarnwickMsg::reportsUndecodableFilesInOneLine()
-{
-    const QString noise = TestSandbox::makeFile(m_sandbox->path(QStringLiteral("noise.msgfortwhelp")), 300);
-    const QString badMessage = m_sandbox->path(QStringLiteral("bad.trfortw"));
-    QFile file(badMessage);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(WatcherMessage::getProtocolName2().toUtf8() + "\n{\"items\":[]}");
-    file.close();
-    for (const QString &path : {noise, badMessage, QStringLiteral(TW_FIXTURES_DIR "/cycle.msgfortwhelp"),
-                                m_sandbox->path(QStringLiteral("missing")), m_sandbox->home()}) {
-        const Run shown = run({QStringLiteral("show"), path});
-        QCOMPARE(shown.exitCode, 1);
-        QVERIFY(shown.out.isEmpty());
-        QCOMPARE(shown.err.count('\n'), 1);
-        QVERIFY2(shown.err.startsWith("tarnwick-msg: ") && shown.err.contains(QFile::encodeName(path)), shown.err.constData());
+    // exclude and clear write command files into the message folder and print their paths;
+    // show prints a command file or a watcher message as JSON and leaves it in place.
+    void writesAndShowsMessageFiles()
+    {
+        const Run exclude = run({"exclude", "--no-send", "--", "/Applications/Foo Bar.app", "-dash.app"});
+        const Run clear = run({"clear", "--no-send"});
+        QVERIFY(exclude.exitCode == 0 && clear.exitCode == 0);
+        QCOMPARE(QFileInfo(exclude.printedPath()).absolutePath(), MessageFiles::folder());
+        WatcherMessage message;
+        message.setPathsForRemove({*PathForRemove::initWithPath("/home/a/Library/Caches/Foo", 8, "com.example.Foo")});
+        const QList<std::pair<QString, QJsonDocument>> shown{
+            {exclude.printedPath(), QJsonDocument::fromVariant(QVariantMap{
+                                        {"command", "exclude-paths"}, {"paths", QVariantList{"/Applications/Foo Bar.app", "-dash.app"}}})},
+            {clear.printedPath(), QJsonDocument::fromVariant(QVariantMap{{"command", "clear-exclude-paths"}})},
+            {message.saveForTransmit(), QJsonDocument(message.toJson())}};
+        for (const auto &[file, json] : shown) {
+            const Run show = run({"show", file});
+            QCOMPARE(show.exitCode, 0);
+            QCOMPARE(QJsonDocument::fromJson(show.out), json);
+            QVERIFY(FileAttributes::exists(file));
+        }
     }
-    QVERIFY(FileAttributes::exists(noise) && FileAttributes::exists(badMessage));
-}
 
-void tst_TarnwickMsg::usageErrorsExitWithTwo_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("nothing") << QStringList{};
-    QTest::newRow("unknown command") << QStringList{QStringLiteral("frob")};
-    QTest::newRow("exclude without paths") << QStringList{QStringLiteral("exclude"), QStringLiteral("--no-send")};
-    QTest::newRow("clear with a path") << QStringList{QStringLiteral("clear"), QStringLiteral("/Applications/Foo.app")};
-    QTest::newRow("show without a file") << QStringList{QStringLiteral("show")};
-    QTest::newRow("show with two files") << QStringList{QStringLiteral("show"), QStringLiteral("a"), QStringLiteral("b")};
-    QTest::newRow("show with --no-send") << QStringList{QStringLiteral("show"), QStringLiteral("--no-send"), QStringLiteral("a")};
-    QTest::newRow("unknown option") << QStringList{QStringLiteral("--bogus"), QStringLiteral("clear")};
-}
+    // Undecodable or unreadable: exit 1, one line naming the file, the file left alone.
+    // Usage errors: exit 2 and one line.
+    void reportsErrorsInOneLine()
+    {
+        const QString noise = TestSandbox::makeFile(m_sandbox->path("noise.msgfortwhelp"), 300);
+        const QString noRecords = WatcherMessage().saveForTransmit();
+        const QStringList refused{noise, noRecords, TW_FIXTURES_DIR "/cycle.msgfortwhelp", m_sandbox->path("missing"), m_sandbox->home()};
+        for (const QString &path : refused) {
+            const Run shown = run({"show", path});
+            QCOMPARE(shown.exitCode, 1);
+            QVERIFY(shown.out.isEmpty() && shown.err.count('\n') == 1);
+            QVERIFY2(shown.err.startsWith("tarnwick-msg: ") && shown.err.contains(QFile::encodeName(path)), shown.err.constData());
+        }
+        QVERIFY(FileAttributes::exists(noise) && FileAttributes::exists(noRecords));
 
-void tst_TarnwickMsg::usageErrorsExitWithTwo()
-{
-    QFETCH(QStringList, arguments);
-    const Run result = run(arguments);
-    QCOMPARE(result.exitCode, 2);
-    QVERIFY(result.out.isEmpty());
-    QCOMPARE(result.err.count('\n'), 1);
-}
+        const QList<QStringList> usageErrors{{}, {"frob"}, {"exclude", "--no-send"}, {"clear", "/Applications/Foo.app"}, {"show"},
+                                             {"show", "a", "b"}, {"show", "--no-send", "a"}, {"--bogus", "clear"}};
+        for (const QStringList &arguments : usageErrors) {
+            const Run result = run(arguments);
+            QVERIFY2(result.exitCode == 2 && result.out.isEmpty() && result.err.count('\n') == 1, qPrintable(arguments.join(' ')));
+        }
+    }
 
-void tst_TarnwickMsg::opensTheFileWithTheHelper()
-{
-    const QString given = FakeApplications::makeScriptApp(m_sandbox->path(QStringLiteral("Given/Tarnwick Helper.app")),
-                                                          BundleIdentifiers::helper());
-    const Run sent = run({QStringLiteral("--helper"), given, QStringLiteral("exclude"), QStringLiteral("/Applications/Foo.app")});
-    QCOMPARE(sent.exitCode, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(given), QStringList{printedPath(sent)}, 5000);
-    QStringList paths;
-    QVERIFY(FileMessage::ReadExcludePaths(&paths, FileMessage::loadFromFile(printedPath(sent))));
-    QCOMPARE(paths, QStringList{QStringLiteral("/Applications/Foo.app")});
+    // The helper given, else the running one, is started with the file; one that cannot be
+    // started leaves the file written and fails.
+    void opensTheFileWithTheHelper()
+    {
+        const QString given = FakeApplications::makeScriptApp(m_sandbox->path("Given/Tarnwick Helper.app"), BundleIdentifiers::helper());
+        const Run sent = run({"--helper", given, "exclude", "/Applications/Foo.app"});
+        QCOMPARE(sent.exitCode, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(given), QStringList{sent.printedPath()}, 5000);
+        const Run missing = run({"--helper", m_sandbox->path("None.app"), "clear"});
+        QVERIFY(missing.exitCode == 1 && missing.err.count('\n') == 1);
+        QVERIFY(FileAttributes::exists(missing.printedPath()));
 
-    const Run missing = run({QStringLiteral("--helper"), m_sandbox->path(QStringLiteral("None.app")), QStringLiteral("clear")});
-    QCOMPARE(missing.exitCode, 1);
-    QCOMPARE(missing.err.count('\n'), 1);
-    QVERIFY(FileAttributes::exists(printedPath(missing)));
+        if (!Workspace::runningApplications(BundleIdentifiers::helper()).isEmpty())
+            QSKIP("another Tarnwick Helper runs for this user");
+        FakeApplications fakes;
+        const QString running = fakes.startRunningApp(m_sandbox->path("Running/Tarnwick Helper.app"), BundleIdentifiers::helper());
+        QVERIFY(!running.isNull());
+        const Run toRunning = run({"clear"});
+        QCOMPARE(toRunning.exitCode, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(running), QStringList{toRunning.printedPath()}, 5000);
+    }
 
-    if (!Workspace::runningApplications(BundleIdentifiers::helper()).isEmpty())
-        QSKIP("another Tarnwick Helper runs for this user");
-    FakeApplications fakes;
-    const QString running = fakes.startRunningApp(m_sandbox->path(QStringLiteral("Running/Tarnwick Helper.app")), BundleIdentifiers::helper());
-    QVERIFY(!running.isNull());
-    const Run toRunning = run({QStringLiteral("clear")});
-    QCOMPARE(toRunning.exitCode, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(running), QStringList{printedPath(toRunning)}, 5000);
-}
+private:
+    std::unique_ptr<TestSandbox> m_sandbox;
+};
 
 QTEST_GUILESS_MAIN(tst_TarnwickMsg)
 #include "tst_TarnwickMsg.moc"

@@ -11,20 +11,15 @@
 // directory, without following symbolic links.
 inline quint64 expectedAllocatedSize(const QString &path)
 {
-    const auto blocksOf = [](const QString &item) -> quint64 {
+    const auto blocksOf = [](const QString &item) {
         struct stat status {};
-        if (::lstat(QFile::encodeName(item).constData(), &status) != 0 || S_ISDIR(status.st_mode))
-            return 0;
-        return quint64(status.st_blocks) * 512;
+        return ::lstat(QFile::encodeName(item).constData(), &status) == 0 && !S_ISDIR(status.st_mode) ? quint64(status.st_blocks) * 512 : 0;
     };
     struct stat top {};
     if (::stat(QFile::encodeName(path).constData(), &top) != 0)
         return 0;
-    if (!S_ISDIR(top.st_mode))
-        return blocksOf(path);
-    quint64 total = 0;
-    QDirIterator it(path, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System,
-                    QDirIterator::Subdirectories);
+    quint64 total = S_ISDIR(top.st_mode) ? 0 : blocksOf(path);
+    QDirIterator it(path, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
     while (it.hasNext())
         total += blocksOf(it.next());
     return total;

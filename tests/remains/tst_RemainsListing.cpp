@@ -1,7 +1,7 @@
 #include "DiskUsage.h"
 #include "support/TestSandbox.h"
-#include "remains/RemainsListing.h"
 
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -10,122 +10,122 @@
 
 namespace {
 
-// Space on disk as find(1) reports it (%b: 512-byte blocks), of a file or of everything
-// below a folder that is not a directory.
-quint64 sizeByFind(const QString &path)
+struct Run
 {
-    QProcess find;
-    find.start(QStringLiteral("find"), {QStringLiteral("-H"), path, QStringLiteral("!"), QStringLiteral("-type"),
-                                        QStringLiteral("d"), QStringLiteral("-printf"), QStringLiteral("%b\\n")});
-    if (!find.waitForFinished(30000))
-        return 0;
-    quint64 blocks = 0;
-    for (const QByteArray &line : find.readAllStandardOutput().split('\n'))
-        blocks += line.toULongLong();
-    return blocks * 512;
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+// The built helper run with the arguments, from the folder.
+Run runHelper(const QStringList &arguments, const QString &folder = QString())
+{
+    QProcess helper;
+    helper.setWorkingDirectory(folder);
+    helper.start(TW_HELPER_EXECUTABLE, arguments);
+    if (!helper.waitForFinished(30000) || helper.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {helper.exitCode(), helper.readAllStandardOutput(), helper.readAllStandardError()};
 }
 
 } // namespace
 
+// What the remains finder offers and how large it is, seen through
+// `tarnwick-helper --list-remains`, run as a process on the sandbox's home.
 class tst_RemainsListing : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
+    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+
+    void listsTheRemainsInProbeOrder_data()
     {
-        m_sandbox = std::make_unique<TestSandbox>();
-        TestSandbox::makeFile(m_sandbox->path("Library/Caches/com.example.Listed/cache.db"), 123456);
-        TestSandbox::makeFile(m_sandbox->path("Library/Caches/com.example.Listed/.hidden"), 5000);
-        TestSandbox::makeFile(m_sandbox->path("Library/Preferences/com.example.Listed.plist"), 700);
-        TestSandbox::makeFile(m_sandbox->path("Library/Logs/Listed.log"), 0);
-        TestSandbox::makeFile(m_sandbox->path("Library/LaunchAgents/com.example.Listed.helper.plist"), 300);
-        m_app = TestSandbox::makeApp(m_sandbox->path("Downloads/Listed.app"), "com.example.Listed", "Listed");
-        TestSandbox::makeFile(m_app + "/Contents/MacOS/Listed", 250000);
-        m_expectedPaths = QStringList{m_app,
-                                      m_sandbox->path("Library/Caches/com.example.Listed"),
-                                      m_sandbox->path("Library/Preferences/com.example.Listed.plist"),
-                                      m_sandbox->path("Library/Logs/Listed.log"),
-                                      m_sandbox->path("Library/LaunchAgents/com.example.Listed.helper.plist")};
-        m_expectedTypes = QStringList{"0", "8", "10", "11", "3"};
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<QString>("executable");
+        QTest::addColumn<bool>("asLinks");         // the remains are made as links to nothing, else as files
+        QTest::addColumn<QStringList>("decoys");   // made below ~/Library, never listed
+        QTest::addColumn<QStringList>("expected"); // "<type> <path below the home>" after the bundle's own; made in reverse
+        QTest::newRow("every probe, in probe order")
+            << "Order" << "com.example.Order" << "OrderExe" << false
+            << QStringList{"Caches/com.example.Order2", "LaunchAgents/COM.EXAMPLE.ORDER.plist", "LaunchAgents/com.example.Order.txt",
+                           "Application Support/CrashReporter/orderexe.plist", "LaunchAgents/com.example.Other.plist"}
+            << QStringList{"8 Library/Caches/com.example.Order", "8 Library/Saved Application State/com.example.Order.savedState",
+                           "10 Library/Preferences/com.example.Order.plist", "10 Library/Preferences/OrderExe",
+                           "11 Library/Logs/OrderExe.log", "12 Library/Cookies/com.example.Order.cookies",
+                           "9 Library/Containers/com.example.Order",
+                           "3 Library/Application Support/Caches/com.apple.helpd/Generated/com.example.Order.help",
+                           "3 Library/Application Support/Caches/com.apple.helpd/SDMHelpData/Other/English/HelpSDMIndexFile/com.example.Order.help",
+                           "3 Library/Application Support/Growl/Tickets/OrderExe.growlTicket", "3 Library/Application Support/OrderExe",
+                           "3 Library/LaunchAgents/com.example.Order.a.plist", "3 Library/LaunchAgents/com.example.Order.b.plist",
+                           "13 Library/Application Support/CrashReporter/OrderExe_1234.plist"};
+        // "../" in the identifier would reach Library/Preferences from the cache and
+        // container probes; a ".." that stays inside its folder is harmless.
+        QTest::newRow("names cannot lead out of their folder")
+            << "Escape" << "../Preferences/com.example.Escape" << "sub/../InsideExe" << false << QStringList{"Preferences/com.example.Escape"}
+            << QStringList{"3 Library/Application Support/InsideExe"};
+        QTest::newRow("links to nothing are listed, measuring 0")
+            << "Dangling" << "com.example.Dangling" << "DanglingExe" << true << QStringList()
+            << QStringList{"11 Library/Logs/DanglingExe.log", "3 Library/LaunchAgents/com.example.Dangling.plist"};
+        QTest::newRow("no executable name: the folder's name")
+            << "Fallback Tool" << "com.example.Fallback" << QString() << false << QStringList()
+            << QStringList{"10 Library/Preferences/Fallback Tool", "11 Library/Logs/Fallback Tool.log",
+                           "3 Library/Application Support/Growl/Tickets/Fallback Tool.growlTicket",
+                           "3 Library/Application Support/Fallback Tool",
+                           "13 Library/Application Support/CrashReporter/Fallback Tool_Mac.plist"};
     }
 
-    void listsInProcess()
+    // Run from the bundle's folder with a relative path and a trailing "/": the bundle,
+    // then its remains, every value a string, sizes as allocated on disk and summed.
+    void listsTheRemainsInProbeOrder()
     {
-        QString output;
-        QString errors;
-        QTextStream out(&output);
-        QTextStream err(&errors);
-        QCOMPARE(RemainsListing::run(m_app, out, err), 0);
-        QVERIFY(errors.isEmpty());
-        checkListing(output.toUtf8(), [](const QString &path) { return expectedAllocatedSize(path); });
-    }
-
-    void helperPrintsTheListing()
-    {
-        // Run from another folder with a relative path and a trailing "/".
-        QProcess helper;
-        helper.setWorkingDirectory(m_sandbox->path("Downloads"));
-        helper.start(QStringLiteral(TW_HELPER_EXECUTABLE),
-                     {QStringLiteral("--home"), m_sandbox->home(), QStringLiteral("--list-remains"),
-                      QStringLiteral("Listed.app/")});
-        QVERIFY(helper.waitForFinished(30000));
-        QCOMPARE(helper.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(helper.exitCode(), 0);
-        QCOMPARE(helper.readAllStandardError(), QByteArray());
-        checkListing(helper.readAllStandardOutput(), sizeByFind);
+        QFETCH(QString, name);
+        QFETCH(QString, identifier);
+        QFETCH(QString, executable);
+        QFETCH(bool, asLinks);
+        QFETCH(QStringList, decoys);
+        QFETCH(QStringList, expected);
+        for (const QString &decoy : decoys)
+            TestSandbox::makeFile(m_sandbox->path("Library/" + decoy), 100);
+        for (auto line = expected.crbegin(); line != expected.crend(); ++line) {
+            const QString path = m_sandbox->path(line->mid(line->indexOf(' ') + 1));
+            if (asLinks)
+                QVERIFY(QDir().mkpath(QFileInfo(path).path()) && QFile::link(m_sandbox->path("gone"), path));
+            else
+                TestSandbox::makeFile(path, 3000 + path.size() * 100);
+        }
+        const QString app = TestSandbox::makeApp(m_sandbox->path("Downloads/" + name + ".app"), identifier, executable);
+        TestSandbox::makeFile(app + "/Contents/MacOS/" + name, 70000);
+        QJsonArray items;
+        quint64 total = 0;
+        for (const QString &line : QStringList{"0 " + app.mid(m_sandbox->home().size() + 1)} + expected) {
+            const QString path = m_sandbox->path(line.mid(line.indexOf(' ') + 1));
+            const quint64 size = expectedAllocatedSize(path);
+            total += size;
+            items.append(QJsonObject{
+                {"bundleId", identifier.toLower()}, {"path", path}, {"size", QString::number(size)}, {"type", line.left(line.indexOf(' '))}});
+        }
+        const Run listed = runHelper({"--home", m_sandbox->home(), "--list-remains", name + ".app/"}, m_sandbox->path("Downloads"));
+        QCOMPARE(listed.exitCode, 0);
+        QCOMPARE(listed.err, QByteArray());
+        QCOMPARE(QJsonDocument::fromJson(listed.out).object(), QJsonObject({{"items", items}, {"totalSize", QString::number(total)}}));
     }
 
     void refusesWhatIsNotAnApplication()
     {
         const QString noIdentifier = TestSandbox::makeApp(m_sandbox->path("Downloads/Anonymous.app"), QString(), "Anon");
-        const QString plainFolder = m_sandbox->path("Library");
-        for (const QString &path : {noIdentifier, plainFolder, m_sandbox->path("missing.app"),
-                                    m_sandbox->path("Library/Preferences/com.example.Listed.plist")}) {
-            QProcess helper;
-            helper.start(QStringLiteral(TW_HELPER_EXECUTABLE),
-                         {QStringLiteral("--home"), m_sandbox->home(), QStringLiteral("--list-remains"), path});
-            QVERIFY(helper.waitForFinished(30000));
-            QCOMPARE(helper.exitCode(), 1);
-            QCOMPARE(helper.readAllStandardOutput(), QByteArray());
-            const QByteArray error = helper.readAllStandardError();
-            QCOMPARE(error.count('\n'), 1);
-            QVERIFY2(error.contains("not an application bundle with a bundle identifier"), error.constData());
+        for (const QString &path : {noIdentifier, m_sandbox->path("Library"), m_sandbox->path("missing.app"),
+                                    TestSandbox::makeFile(m_sandbox->path("Library/Preferences/com.example.Listed.plist"))}) {
+            const Run refused = runHelper({"--home", m_sandbox->home(), "--list-remains", path});
+            QCOMPARE(refused.exitCode, 1);
+            QVERIFY(refused.out.isEmpty() && refused.err.count('\n') == 1);
+            QVERIFY2(refused.err.contains("not an application bundle with a bundle identifier"), refused.err.constData());
         }
     }
 
 private:
-    template<typename SizeOf>
-    void checkListing(const QByteArray &json, SizeOf sizeOf)
-    {
-        QJsonParseError error{};
-        const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-        QVERIFY2(document.isObject(), qPrintable(error.errorString()));
-        const QJsonObject listing = document.object();
-        QCOMPARE(listing.keys(), (QStringList{"items", "totalSize"}));
-        const QJsonArray items = listing.value("items").toArray();
-        QCOMPARE(items.size(), m_expectedPaths.size());
-        quint64 total = 0;
-        for (qsizetype i = 0; i < items.size(); ++i) {
-            const QJsonObject item = items.at(i).toObject();
-            QCOMPARE(item.keys(), (QStringList{"bundleId", "path", "size", "type"}));
-            for (const QString &key : item.keys())
-                QVERIFY2(item.value(key).isString(), qPrintable(key));
-            QCOMPARE(item.value("path").toString(), m_expectedPaths.at(i));
-            QCOMPARE(item.value("type").toString(), m_expectedTypes.at(i));
-            QCOMPARE(item.value("bundleId").toString(), QStringLiteral("com.example.listed"));
-            const quint64 expected = sizeOf(m_expectedPaths.at(i));
-            QCOMPARE(item.value("size").toString(), QString::number(expected));
-            total += expected;
-        }
-        QVERIFY(total > 250000);
-        QCOMPARE(listing.value("totalSize").toString(), QString::number(total));
-    }
-
     std::unique_ptr<TestSandbox> m_sandbox;
-    QString m_app;
-    QStringList m_expectedPaths;
-    QStringList m_expectedTypes;
 };
 
 QTEST_GUILESS_MAIN(tst_RemainsListing)
