@@ -109,6 +109,11 @@ private Q_SLOTS:
     {
         const QVariantList paths{qint64(42), "/Applications/Foo.app", "/home/a/Applications/Bar.app"};
         QCOMPARE(readFixture("exclude-mutable"), QVariant(QVariantMap{{"command", "exclude-paths"}, {"paths", paths}}));
+        QCOMPARE(readFixture("exclude-dictionary"),
+                 QVariant(QVariantMap{{"command", "exclude-paths"}, {"paths", QVariantList{"/Applications/Foo Bar.app", "/Applications/Sub/Baz.app"}}}));
+        QCOMPARE(readFixture("clear-mutable"), QVariant(QVariantMap{{"command", "clear-exclude-paths"}}));
+        QVERIFY(QFile::exists(TW_FIXTURES_DIR "/set-of-paths.msgfortwhelp"));
+        QVERIFY(!readFixture("set-of-paths").has_value()); // a set is not one of the containers read
         QCOMPARE(readFixture("values"), QVariant(QVariantMap{{"integer", qint64(-7)}, {"real", 2.5}, {"yes", true}, {"empty", QVariantMap{}},
                                                              {"list", QVariantList{"a", QVariantList{}, qint64(1)}}}));
     }
