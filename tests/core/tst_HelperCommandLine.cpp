@@ -1,4 +1,5 @@
 #include "core/HelperCommandLine.h"
+#include "support/ProgramRun.h"
 
 #include <QDir>
 #include <QProcess>
@@ -14,21 +15,9 @@ class tst_HelperCommandLine : public QObject
     QTemporaryDir m_home;
     QTemporaryDir m_runtime;
 
-    // Runs a program to its end in the test's runtime folder; its exit code and output.
-    struct Run
-    {
-        int exitCode = -1;
-        QByteArray out;
-        QByteArray err;
-    };
-    Run run(const QString &program, const QStringList &arguments) const
-    {
-        QProcess process;
-        process.setProcessEnvironment(environment());
-        process.start(program, arguments);
-        const bool finished = process.waitForFinished(30000);
-        return {finished ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError()};
-    }
+    // Runs a program to its end with the test's runtime folder.
+    using Run = ProgramRun;
+    Run run(const QString &program, const QStringList &arguments) const { return ProgramRun::of(program, arguments, environment()); }
     Run helper(const QStringList &arguments) const { return run(QStringLiteral(TW_HELPER_EXECUTABLE), arguments); }
     QProcessEnvironment environment() const
     {

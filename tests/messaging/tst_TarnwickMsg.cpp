@@ -1,4 +1,5 @@
 #include "FakeApplications.h"
+#include "ProgramRun.h"
 #include "TestSandbox.h"
 #include "messaging/MessageFiles.h"
 #include "messaging/WatcherMessage.h"
@@ -6,29 +7,15 @@
 #include "platform/FileAttributes.h"
 
 #include <QJsonDocument>
-#include <QProcess>
 #include <QTest>
 
 #include <memory>
 
 namespace {
 
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-    QString printedPath() const { return QString::fromLocal8Bit(out).trimmed(); }
-};
+using Run = ProgramRun;
 
-Run run(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(TW_TARNWICK_MSG, arguments);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
+Run run(const QStringList &arguments) { return ProgramRun::of(TW_TARNWICK_MSG, arguments); }
 
 } // namespace
 

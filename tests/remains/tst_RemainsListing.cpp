@@ -1,31 +1,21 @@
 #include "DiskUsage.h"
+#include "support/ProgramRun.h"
 #include "support/TestSandbox.h"
 
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTest>
 
 namespace {
 
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using Run = ProgramRun;
 
 // The built helper run with the arguments, from the folder.
 Run runHelper(const QStringList &arguments, const QString &folder = QString())
 {
-    QProcess helper;
-    helper.setWorkingDirectory(folder);
-    helper.start(TW_HELPER_EXECUTABLE, arguments);
-    if (!helper.waitForFinished(30000) || helper.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {helper.exitCode(), helper.readAllStandardOutput(), helper.readAllStandardError()};
+    return ProgramRun::of(TW_HELPER_EXECUTABLE, arguments, QProcessEnvironment::systemEnvironment(), folder);
 }
 
 } // namespace
