@@ -26,16 +26,11 @@ constexpr int kTemporaryNameTries = 16;
 // private; -1 otherwise. What is checked is what was opened.
 int openPrivateFolder(const QString &folder)
 {
-    const int descriptor =
-        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (descriptor < 0)
-        return -1;
+    ScopedDescriptor descriptor(::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
-    if (::fstat(descriptor, &status) != 0 || !TemporaryDirectory::isPrivateStatus(status)) {
-        ::close(descriptor);
+    if (descriptor.get() < 0 || ::fstat(descriptor.get(), &status) != 0 || !TemporaryDirectory::isPrivateStatus(status))
         return -1;
-    }
-    return descriptor;
+    return descriptor.release();
 }
 
 bool writeAll(int descriptor, const QByteArray &bytes)
