@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# Sets up a fresh Debian 12 machine, builds the helper with AddressSanitizer and
+# Sets up a fresh Debian 12 machine, checks that every include points down the layers
+# (tools/check-layers.sh), builds the helper with AddressSanitizer and
 # UndefinedBehaviorSanitizer, runs every test, then runs the threaded tests under
 # ThreadSanitizer (tools/tsan.sh) and gives each fuzz target a short pass
 # (tools/fuzz.sh); each of those has a build of its own.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/tools/install-dependencies.sh"
+"$root/tools/check-layers.sh"
 build="$root/build-sanitized"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTW_SANITIZERS=address,undefined -DTW_BUILD_BENCH=OFF
 cmake --build "$build" --parallel

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PathForRemove.h"
+#include "core/PathForRemove.h"
 
 #include <QByteArray>
 #include <QJsonObject>

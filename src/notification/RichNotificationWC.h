@@ -1,6 +1,6 @@
 #pragma once
 
-#include "messaging/PathForRemove.h"
+#include "core/PathForRemove.h"
 #include "platform/Bundle.h"
 #include "remains/SimpleRemainsInfoListener.h"
 #include "ui/AttributedString.h"

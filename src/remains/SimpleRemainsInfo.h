@@ -1,7 +1,7 @@
 #pragma once
 
 #include "SimpleSizeCalculationTaskListener.h"
-#include "messaging/PathForRemove.h"
+#include "core/PathForRemove.h"
 #include "platform/Bundle.h"
 
 #include <QList>

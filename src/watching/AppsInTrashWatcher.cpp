@@ -5,7 +5,7 @@
 #include "WatchingLog.h"
 #include "core/ApplicationDirectoryUtils.h"
 #include "core/PathsGenerator.h"
-#include "remains/BundleExcludeList.h"
+#include "core/BundleExcludeList.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "core/FileManagerUtils.h"
 #include "platform/DirectoryListing.h"
 #include "platform/Workspace.h"
-#include "remains/SystemSkipList.h"
+#include "core/SystemSkipList.h"
 
 #include <QStringList>
 

@@ -1,6 +1,6 @@
 #include "watching/FileItem.h"
 
-#include "remains/SystemSkipList.h"
+#include "core/SystemSkipList.h"
 #include "support/TestSandbox.h"
 
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "AgentLauncher.h"
 
 #include "AppDelegate.h"
-#include "PathsGenerator.h"
+#include "core/PathsGenerator.h"
 #include "platform/MainThread.h"
 #include "platform/OpenFileRequests.h"
 

@@ -1,6 +1,6 @@
 #include "PathForRemove.h"
 
-#include "core/FileManagerUtils.h"
+#include "FileManagerUtils.h"
 
 #include <limits>
 

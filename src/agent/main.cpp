@@ -3,7 +3,7 @@
 
 #include "AgentLauncher.h"
 #include "HelperCommandLine.h"
-#include "WatcherSettings.h"
+#include "core/WatcherSettings.h"
 #include "platform/TerminationSignals.h"
 #include "platform/UserDatabase.h"
 #include "remains/RemainsListing.h"

@@ -1,6 +1,6 @@
 #include "SystemSkipList.h"
 
-#include "core/PathsGenerator.h"
+#include "PathsGenerator.h"
 
 SystemSkipList &SystemSkipList::shared()
 {

@@ -1,4 +1,4 @@
-#include "core/HelperCommandLine.h"
+#include "agent/HelperCommandLine.h"
 #include "support/ProgramRun.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/AppDelegate.h"
+#include "agent/AppDelegate.h"
 
 #include <QHash>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "BundleExcludeList.h"
 
-#include "core/WatcherSettings.h"
+#include "WatcherSettings.h"
 #include "platform/UserDefaults.h"
 
 BundleExcludeList &BundleExcludeList::GetInstance()

@@ -1,10 +1,10 @@
 #include "AppDelegate.h"
 
 #include "NameExcluder.h"
-#include "PathsGenerator.h"
-#include "StringFileManager.h"
+#include "UpdateRestarter.h"
+#include "core/PathsGenerator.h"
+#include "core/StringFileManager.h"
 #include "messaging/FileMessage.h"
-#include "messaging/UpdateRestarter.h"
 #include "notification/RichNotificationWC.h"
 #include "platform/Bundle.h"
 #include "platform/Delays.h"
