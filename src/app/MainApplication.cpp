@@ -74,7 +74,7 @@ int MainApplication::undoLast()
     }
     const Removal back = putBack(*record);
     m_out << RemovalReport::putBackLine(back) << Qt::endl;
-    printLeft(back);
+    printLeft(back, tr("stays in the Trash"));
     return 0;
 }
 
@@ -82,7 +82,7 @@ void MainApplication::announce(const Removal &removal)
 {
     const QString line = RemovalReport::movedLine(removal);
     m_out << line << Qt::endl;
-    printLeft(removal);
+    printLeft(removal, tr("left where it was"));
     const QStringList actions = removal.moved.isEmpty() ? QStringList() : QStringList{kUndoAction, tr("Undo")};
     const auto expiry = std::chrono::duration_cast<std::chrono::milliseconds>(actions.isEmpty() ? kResultShown : kUndoOffer);
     if (!m_notifier.show(line, RemovalReport::leftSummary(removal, home()), actions, expiry) || actions.isEmpty())
@@ -115,7 +115,7 @@ void MainApplication::onAction(const QString &key)
     const Removal back = putBack(m_removal);
     const QString line = RemovalReport::putBackLine(back);
     m_out << line << Qt::endl;
-    printLeft(back);
+    printLeft(back, tr("stays in the Trash"));
     m_notifier.show(line, RemovalReport::leftSummary(back, home()), {},
                     std::chrono::duration_cast<std::chrono::milliseconds>(kResultShown));
     endOffer();
@@ -141,10 +141,10 @@ Removal MainApplication::putBack(const Removal &removal)
     return back;
 }
 
-void MainApplication::printLeft(const Removal &removal)
+void MainApplication::printLeft(const Removal &removal, const QString &verdict)
 {
     for (const QString &line : RemovalReport::leftLines(removal, home()))
-        m_err << "tarnwick: left where it was: " << line << Qt::endl;
+        m_err << "tarnwick: " << verdict << ": " << line << Qt::endl;
 }
 
 void MainApplication::endOffer()

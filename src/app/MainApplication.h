@@ -44,7 +44,7 @@ private:
     void clearExclusionsLater();
     void onAction(const QString &key);
     Removal putBack(const Removal &removal);
-    void printLeft(const Removal &removal);
+    void printLeft(const Removal &removal, const QString &verdict);
     void endOffer();
     void finishPart();
 
