@@ -9,6 +9,7 @@
 #   its .trashinfo; then `tarnwick --undo-last` puts them back.
 #
 # usage: tools/demonstrate.sh BUILD_DIR [--check] [--keep]
+#   BUILD_DIR  a build folder, or an installed <prefix>/lib/tarnwick: what holds Tarnwick.app
 #   --check  exit non-zero unless exactly the expected remains go to the Trash with
 #            valid .trashinfo files and come back unchanged (used by the tests)
 #   --keep   keep the sandbox folder (with the screenshot) instead of removing it
