@@ -47,8 +47,10 @@ QString TrashRestorer::putBackOne(const TrashedItem &item, const RemovalPolicy &
 {
     const auto info = isPlainName(item.trashName) ? trash.readInfo(item.trashName) : std::nullopt;
     const auto recorded = info ? TrashInfo::originalPath(*info) : std::nullopt;
-    if (!recorded || *recorded != item.originalPath)
+    if (!recorded)
         return reasonFor(ENOENT);
+    if (*recorded != item.originalPath)
+        return QStringLiteral("the Trash records it as coming from elsewhere");
     const QString refusal = policy.refusalFor(item.originalPath);
     if (!refusal.isNull())
         return refusal;
