@@ -22,7 +22,7 @@ keep=0
 # shellcheck source=tools/sandbox-functions.sh
 source "$(dirname "$0")/sandbox-functions.sh"
 
-helper_bundle="$build/Tarnwick Helper.app"
+helper_bundle="$build/Tarnwick.app/Contents/Library/LoginItems/Tarnwick Helper.app"
 msg="$build/bin/tarnwick-msg"
 [ -x "$helper_bundle/Contents/MacOS/tarnwick-helper" ] && [ -x "$msg" ] ||
     { echo "check-deletes-nothing.sh: no helper or tarnwick-msg in $build" >&2; exit 2; }
@@ -74,6 +74,7 @@ chmod 700 "$trash" "$trash/files" "$trash/info"
 exclude_file="$("$msg" exclude --no-send "/Applications/Bar.app")"
 clear_file="$("$msg" clear --no-send)"
 message_folder="$(dirname "$exclude_file")"
+use_a_session_bus # or Qt would start one, writing into the home and the runtime directory
 snapshot "$home" "$runtime" >"$sandbox/before.jsonl"
 
 use_a_display

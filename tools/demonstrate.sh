@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
-# The helper's whole job, on a sandbox home, from the outside:
+# The whole road, on a sandbox home, from the outside:
 #   a sample application Foo.app (com.example.Foo) with typical remains in the home's
-#   Library, and a stand-in main application Tarnwick.app (com.corbelle.TarnwickS)
-#   that holds the helper as the real product does and records the message file it is
-#   given; the helper is started on that home, Foo.app is moved into the home's Trash,
-#   the notification window is awaited on a display (the current one, else a private
-#   Xvfb), photographed, and accepted with the Return key as a person would; the paths
-#   the stand-in received are printed.
+#   Library; the helper inside the build's Tarnwick.app is started on that home,
+#   Foo.app is moved into the home's Trash, the notification window is awaited on a
+#   display (the current one, else a private Xvfb), photographed, and accepted with
+#   the Return key as a person would; the main application (the build's, told the
+#   sandbox home by the helper) moves the remains into the sandbox Trash, each with
+#   its .trashinfo; then `tarnwick --undo-last` puts them back.
 #
 # usage: tools/demonstrate.sh BUILD_DIR [--check] [--keep]
-#   --check  exit non-zero unless exactly the expected paths arrive (used by the tests)
+#   BUILD_DIR  a build folder, or an installed <prefix>/lib/tarnwick: what holds Tarnwick.app
+#   --check  exit non-zero unless exactly the expected remains go to the Trash with
+#            valid .trashinfo files and come back unchanged (used by the tests)
 #   --keep   keep the sandbox folder (with the screenshot) instead of removing it
 # Nothing outside the sandbox is touched and nothing is left running.
 set -euo pipefail
@@ -29,8 +31,9 @@ done
 # shellcheck source=tools/sandbox-functions.sh
 source "$(dirname "$0")/sandbox-functions.sh"
 
-helper_bundle="$build/Tarnwick Helper.app"
-[ -x "$helper_bundle/Contents/MacOS/tarnwick-helper" ] || { echo "demonstrate.sh: no helper in $build" >&2; exit 2; }
+main_app="$build/Tarnwick.app/Contents/MacOS/tarnwick"
+helper="$build/Tarnwick.app/Contents/Library/LoginItems/Tarnwick Helper.app/Contents/MacOS/tarnwick-helper"
+[ -x "$main_app" ] && [ -x "$helper" ] || { echo "demonstrate.sh: no Tarnwick.app with its helper in $build" >&2; exit 2; }
 
 open_sandbox tarnwick-demo
 
@@ -54,12 +57,10 @@ make_file "$lib/LaunchAgents/com.example.Foo.agent.plist" 4
 make_file "$lib/Application Support/CrashReporter/Foo_1A2B3C.plist" 4
 make_file "$lib/Caches/com.example.Other/unrelated.db" 16
 
-# The stand-in main application, holding the helper as the product does.
-tarnwick="$home/Applications/Tarnwick.app"
-helper="$(make_stand_in_main_app "$tarnwick" "$helper_bundle" "$received")"
+library_before="$(digest_tree "$lib")"
 
 use_a_display
-
+use_a_session_bus
 say "Starting the helper on the sandbox home"
 XDG_RUNTIME_DIR="$runtime" "$helper" --home "$home" >"$sandbox/helper.log" 2>&1 &
 helper_pid=$!
@@ -79,33 +80,44 @@ say "Screenshot: $sandbox/notification.png"
 
 say "Pressing Return (Complete Uninstall)"
 xdotool key --clearmodifiers Return
-wait_for 30 test -s "$received/opened.txt" || fail "the main application received nothing"
-wait_for 10 test -s "$received/message.trfortw" || fail "the message file could not be read"
+wait_for 30 grep -q "moved to the Trash" "$sandbox/helper.log" || fail "the main application moved nothing"
+say "The main application: $(grep "moved to the Trash" "$sandbox/helper.log")"
+say "The sandbox Trash now holds:"
+listing="$(print_trash "$trash")"
+sed "s|$home|~|; s|^|  |" <<<"$listing"
 
-say "The main application received $(cat "$received/opened.txt") with these paths:"
-paths="$(print_message_items "$received/message.trfortw")"
-printf '%s\n' "$paths" | sed "s|$home|~|"
-
+remains=(
+    "$lib/Caches/com.example.Foo"
+    "$lib/Saved Application State/com.example.Foo.savedState"
+    "$lib/Preferences/com.example.Foo.plist"
+    "$lib/Logs/Foo.log"
+    "$lib/Cookies/com.example.Foo.cookies"
+    "$lib/Containers/com.example.Foo"
+    "$lib/Application Support/Foo"
+    "$lib/LaunchAgents/com.example.Foo.agent.plist"
+    "$lib/Application Support/CrashReporter/Foo_1A2B3C.plist")
 if [ "$check" -eq 1 ]; then
-    expected="$(printf '%s\n' \
-        "$trash/files/Foo.app" \
-        "$lib/Caches/com.example.Foo" \
-        "$lib/Saved Application State/com.example.Foo.savedState" \
-        "$lib/Preferences/com.example.Foo.plist" \
-        "$lib/Logs/Foo.log" \
-        "$lib/Cookies/com.example.Foo.cookies" \
-        "$lib/Containers/com.example.Foo" \
-        "$lib/Application Support/Foo" \
-        "$lib/LaunchAgents/com.example.Foo.agent.plist" \
-        "$lib/Application Support/CrashReporter/Foo_1A2B3C.plist")"
-    actual="$(printf '%s\n' "$paths" | sed -E 's/^ *[0-9]+ +[^ ]+ //')"
-    [ "$actual" = "$expected" ] || fail "unexpected paths:
-$actual
-expected:
-$expected"
-    # The helper deletes nothing of the user's: every remains file is still there.
-    [ -d "$trash/files/Foo.app" ] && [ -f "$lib/Logs/Foo.log" ] || fail "something was deleted"
-    say "Check passed: exactly the expected paths, and nothing deleted."
+    for path in "${remains[@]}"; do
+        name="$(grep -F "	from $path" <<<"$listing" | cut -f1)"
+        [ ! -e "$path" ] && [ -n "$name" ] && [ -e "$trash/files/$name" ] || fail "not moved into the Trash: $path"
+        grep -qxF "$name	from $path" <<<"$listing" || fail "no valid .trashinfo for $name"
+    done
+    [ -d "$trash/files/Foo.app" ] && [ -f "$lib/Caches/com.example.Other/unrelated.db" ] || fail "something else moved"
+    # A freedesktop implementation (gio, on a bus of its own whose services see the
+    # sandbox as home) reads the same origins, where one is at hand.
+    if command -v gio >/dev/null && HOME="$home" XDG_DATA_HOME="$home/.local/share" timeout 30 \
+        dbus-run-session -- gio list -a trash::orig-path trash:/// >"$sandbox/gio.txt" 2>/dev/null; then
+        grep -qF "trash::orig-path=$lib/Caches/com.example.Foo" "$sandbox/gio.txt" || fail "gio reads no origin"
+        say "gio reads the same origins."
+    fi
+fi
+
+say "Undoing: tarnwick --undo-last"
+"$main_app" --home "$home" --undo-last || fail "the undo failed"
+if [ "$check" -eq 1 ]; then
+    [ "$(digest_tree "$lib")" = "$library_before" ] || fail "the Library did not come back unchanged"
+    [ "$(ls "$trash/files")" = "Foo.app" ] || fail "the Trash still holds $(ls "$trash/files")"
+    say "Check passed: the remains went to the Trash with valid .trashinfo files and came back unchanged."
 fi
 [ "$keep" -eq 1 ] && say "Kept the sandbox: $sandbox"
 exit 0

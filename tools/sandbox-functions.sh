@@ -4,8 +4,8 @@
 
 # Makes the sandbox: a scratch folder named after $1 with home/, a private runtime/
 # and received/ (what the stand-in main application is given). On exit the helper
-# (helper_pid) and the X server (xvfb_pid) are stopped and, unless keep=1, the
-# sandbox is removed.
+# (helper_pid), the X server (xvfb_pid) and the session bus (bus_pid) are stopped and,
+# unless keep=1, the sandbox is removed.
 open_sandbox() {
     sandbox="$(mktemp -d "${TMPDIR:-/tmp}/$1.XXXXXX")"
     home="$sandbox/home"
@@ -13,6 +13,7 @@ open_sandbox() {
     received="$sandbox/received"
     helper_pid=""
     xvfb_pid=""
+    bus_pid=""
     mkdir -p "$home" "$runtime" "$received"
     chmod 700 "$runtime"
     trap close_sandbox EXIT
@@ -21,6 +22,7 @@ open_sandbox() {
 close_sandbox() {
     [ -n "$helper_pid" ] && kill "$helper_pid" 2>/dev/null && wait "$helper_pid" 2>/dev/null
     [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null && wait "$xvfb_pid" 2>/dev/null
+    [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null
     if [ "${keep:-0}" -eq 0 ]; then rm -rf "$sandbox"; fi
     return 0
 }
@@ -96,6 +98,42 @@ use_a_display() {
         say "Started a private X server on $DISPLAY"
     fi
     export QT_QPA_PLATFORM=xcb
+}
+
+# A private session bus for the sandbox (its pid goes to bus_pid): the programs find
+# their desktop services there, not in the user's session, and Qt does not start a
+# bus of its own in the real home. It has no notification service, so the main
+# application reports on its output only.
+use_a_session_bus() {
+    command -v dbus-daemon >/dev/null || fail "no dbus-daemon (install the dbus package)"
+    local address
+    address="$(dbus-daemon --session --fork --print-address=1 --print-pid=1 | tr '\n' ' ')"
+    DBUS_SESSION_BUS_ADDRESS="${address%% *}"
+    bus_pid="$(echo "$address" | cut -d' ' -f2)"
+    [ -n "$DBUS_SESSION_BUS_ADDRESS" ] && [ -n "$bus_pid" ] || fail "no private session bus"
+    export DBUS_SESSION_BUS_ADDRESS
+}
+
+# Prints each entry of the Trash TRASH, a tab, and the original path its .trashinfo
+# records ("from PATH").
+print_trash() {
+    python3 - "$1" <<'PY'
+import os, sys, urllib.parse
+trash = sys.argv[1]
+for name in sorted(os.listdir(os.path.join(trash, "files"))):
+    info = os.path.join(trash, "info", name + ".trashinfo")
+    origin = "(no trash info)"
+    if os.path.exists(info):
+        for line in open(info, encoding="utf-8"):
+            if line.startswith("Path="):
+                origin = "from " + urllib.parse.unquote(line[5:].strip())
+    print(f"{name}\t{origin}")
+PY
+}
+
+# Prints a digest of every file and link below FOLDER, one a line (to compare later).
+digest_tree() {
+    (cd "$1" && find . \( -type f -o -type l \) -print0 | sort -z | xargs -0 -r sha1sum 2>/dev/null; find . -type l -printf '%p -> %l\n' | sort)
 }
 
 # Waits for the notification window and sets `window` to its X window id.

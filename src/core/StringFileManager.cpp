@@ -34,13 +34,17 @@ QString StringFileManager::getNameForCopiedFile(const QString &name, const QStri
 {
     if (!isTaken(folder, name))
         return name;
-    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
-    const bool hasExtension = dot > 0;
-    const QString base = hasExtension ? name.left(dot) : name;
-    const QString extension = hasExtension ? name.mid(dot) : QString();
     for (long counter = 2;; ++counter) {
-        const QString candidate = QStringLiteral("%1 %2").arg(base).arg(counter) + extension;
+        const QString candidate = nameWithCounter(name, counter);
         if (!isTaken(folder, candidate))
             return candidate;
     }
+}
+
+QString StringFileManager::nameWithCounter(const QString &name, long counter)
+{
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    const bool hasExtension = dot > 0;
+    const QString base = hasExtension ? name.left(dot) : name;
+    return QStringLiteral("%1 %2").arg(base).arg(counter) + (hasExtension ? name.mid(dot) : QString());
 }

@@ -14,4 +14,6 @@ public:
     // A name not yet taken in the folder: the name itself, else "name 2.ext",
     // "name 3.ext", ... (existence tested without following symbolic links).
     static QString getNameForCopiedFile(const QString &name, const QString &folder);
+    // The candidate of that series for a counter of 2 or more: "name <counter>.ext".
+    static QString nameWithCounter(const QString &name, long counter);
 };

@@ -72,6 +72,17 @@ QString executableOf(const QString &procEntry)
     return target;
 }
 
+// A sandboxed process (--home) starts applications on the same home: they find it in
+// TARNWICK_HOME, and never touch the real one.
+QProcessEnvironment environmentForStartedApplication()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QString home = UserDatabase::homeOverride();
+    if (!home.isNull())
+        environment.insert(QStringLiteral("TARNWICK_HOME"), home);
+    return environment;
+}
+
 } // namespace
 
 QString Workspace::systemApplicationsFolder()
@@ -147,7 +158,12 @@ bool Workspace::openFile(const QString &file, const QString &application)
     }
     if (executable.isEmpty() || !QFileInfo(executable).isExecutable() || FileAttributes::isDirectory(executable))
         return false;
-    return QProcess::startDetached(executable, {file}, QFileInfo(executable).absolutePath());
+    QProcess process;
+    process.setProgram(executable);
+    process.setArguments({file});
+    process.setWorkingDirectory(QFileInfo(executable).absolutePath());
+    process.setProcessEnvironment(environmentForStartedApplication());
+    return process.startDetached();
 }
 
 bool Workspace::openUrl(const QUrl &url)

@@ -35,7 +35,8 @@ public:
     static QString urlForApplicationWithBundleIdentifier(const QString &bundleIdentifier);
     static QList<RunningApplication> runningApplications(const QString &bundleIdentifier);
 
-    // The application is a bundle path or an executable path.
+    // The application is a bundle path or an executable path. With a home override
+    // (a sandbox), the application gets it as TARNWICK_HOME in its environment.
     static bool openFile(const QString &file, const QString &application);
     static bool openUrl(const QUrl &url);
     static bool isFilePackageAtPath(const QString &path);

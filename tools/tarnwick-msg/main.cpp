@@ -34,7 +34,7 @@ const char *const kDescription =
     "exclude and clear print the path of the command file they write, then open it with\n"
     "the helper: the one given with --helper, else the running helper, else the one\n"
     "installed in /Applications or ~/Applications, else the helper built beside this tool\n"
-    "(../" TW_BUNDLE_NAME ", or ../lib/tarnwick/" TW_BUNDLE_NAME " when installed).\n"
+    "(" TW_HELPER_IN_BUILD ", or " TW_HELPER_INSTALLED " when installed).\n"
     "With --no-send the file is only written.\n"
     "\n"
     "Exit status: 0 on success, 1 when a file cannot be written, read, decoded or sent,\n"
@@ -64,8 +64,8 @@ QString findHelper(const FileMessage &message, const QString &requested)
     if (!installed.isNull())
         return installed;
     // Beside this tool in a build, or where `cmake --install` puts the helper.
-    for (const char *relative : {"/../" TW_BUNDLE_NAME, "/../lib/tarnwick/" TW_BUNDLE_NAME}) {
-        const QString candidate = QDir::cleanPath(QCoreApplication::applicationDirPath() + QLatin1String(relative));
+    for (const char *relative : {TW_HELPER_IN_BUILD, TW_HELPER_INSTALLED}) {
+        const QString candidate = QDir::cleanPath(QCoreApplication::applicationDirPath() + QLatin1Char('/') + QLatin1String(relative));
         if (FileAttributes::isDirectory(candidate))
             return candidate;
     }
