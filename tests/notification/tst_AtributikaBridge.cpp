@@ -191,7 +191,7 @@ private Q_SLOTS:
         bridge.setBackgroundColor(Qt::red, AtributikaBridge::DefaultTag());
         AtributikaBridge::setDefaultTag(u""_s);
         const AttributedString converted = bridge.convertString("a<b>b</b><i>i</i>");
-        const auto aligned = [](Qt::Alignment alignment) { ParagraphStyle style; style.setAlignment(alignment); return style; };
+        const auto aligned = [](Qt::Alignment alignment) { auto style = ParagraphStyle::defaultParagraphStyle(); style.setAlignment(alignment); return style; };
         const auto left = TextAttributes().setFont(font).setParagraphStyle(aligned(Qt::AlignLeft));
         QCOMPARE(converted.attributesAt(0), left);
         QCOMPARE(converted.attributesAt(1),

@@ -14,11 +14,15 @@
 
 #include <QDesktopServices>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -29,11 +33,29 @@ namespace {
 // Waits until every size queued so far has been reported on the main thread.
 void waitForSizeWork()
 {
-    QTRY_VERIFY_WITH_TIMEOUT(!SimpleSizeCalculation::GetInstance().getProcessor()->isProcessorWorking(), 5000);
+    QVERIFY(QTest::qWaitFor([] { return !SimpleSizeCalculation::GetInstance().getProcessor()->isProcessorWorking(); }));
     bool reached = false;
     MainThread::async([&reached] { reached = true; }); // behind every callback already posted
-    QTRY_VERIFY_WITH_TIMEOUT(reached, 5000);
+    QVERIFY(QTest::qWaitFor([&reached] { return reached; }));
 }
+
+// The name as the description holds it: isolated in its own reading direction.
+QString isolated(const QString &name)
+{
+    return QChar(0x2068) + name + QChar(0x2069);
+}
+
+// Counts the key presses that reach the application's windows from the window system,
+// whatever becomes of them afterwards.
+struct KeyPressCounter : QObject
+{
+    int presses = 0;
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        presses += watched->isWindowType() && event->type() == QEvent::KeyPress;
+        return false;
+    }
+};
 
 } // namespace
 
@@ -55,7 +77,8 @@ class tst_RichNotificationWC : public QObject
     {
         if (identifier.isEmpty())
             identifier = u"com.example."_s + QString(name).remove(u' ');
-        TestSandbox::makeFile(m_sandbox->path(u"Library/Caches/%1/Cache.db"_s.arg(identifier)), cacheSize);
+        if (cacheSize >= 0)
+            TestSandbox::makeFile(m_sandbox->path(u"Library/Caches/%1/Cache.db"_s.arg(identifier)), cacheSize);
         const QString path = TestSandbox::makeApp(m_sandbox->trash() + u'/' + name + u".app"_s, identifier, u"exe"_s);
         TestSandbox::makeFile(path + u"/Contents/MacOS/exe"_s, 9000);
         return Bundle::bundleWithPath(path);
@@ -66,7 +89,7 @@ class tst_RichNotificationWC : public QObject
     {
         QSignalSpy shown(m_controller.get(), &RichNotificationWC::notificationShown);
         m_controller->showNotificationForApp(bundle);
-        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
+        QVERIFY(shown.wait());
         QVERIFY(m_controller->isActive() && m_controller->window()->isVisible());
         QCOMPARE(m_controller->otherAppCount(), expectedOthers);
     }
@@ -78,6 +101,54 @@ class tst_RichNotificationWC : public QObject
         QTRY_VERIFY_WITH_TIMEOUT(!m_controller->descriptionText().isEmpty(), 5000);
         waitForSizeWork();
         QVERIFY2(m_controller->descriptionText().startsWith(start), qPrintable(m_controller->descriptionText()));
+    }
+
+    // Keys as the window system delivers them: to the focused button first.
+    void press(Qt::Key key) { QTest::keyClick(m_controller->window()->windowHandle(), key); }
+    void passKeyGuard() { m_now += Delays::scaled(Delays::kAnswerKeyGuard); }
+
+    // The X server's own input focus, not Qt's idea of it: a key pressed before the
+    // server gave the window the focus goes elsewhere.
+    void waitForInputFocus()
+    {
+        const auto focused = [this] {
+            QProcess xdotool;
+            xdotool.start(u"xdotool"_s, {u"getwindowfocus"_s});
+            return xdotool.waitForFinished() &&
+                   xdotool.readAllStandardOutput().trimmed().toULongLong() == m_controller->window()->winId();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(focused(), 5000);
+    }
+
+    // The description as the window draws it, once its layout has settled: the window
+    // leaves it the height it needs above the buttons; no word reaches past its right
+    // edge (laid out without breaks inside words); the paragraph reads left to right
+    // from the left edge; the name is whole, or cut with an ellipsis if too wide.
+    void verifyDescriptionShown(const QString &name)
+    {
+        auto *label = m_controller->window()->findChild<QLabel *>(u"descriptionLabel"_s);
+        const auto fits = [&] {
+            return label->height() >= label->heightForWidth(label->width()) &&
+                   label->geometry().bottom() < m_controller->closeButton()->mapTo(label->parentWidget(), QPoint()).y();
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(fits(), qPrintable(u"%1 high, needs %2"_s.arg(label->height()).arg(label->heightForWidth(label->width()))), 5000);
+        QTextDocument shown;
+        shown.setDefaultTextOption(QTextOption(Qt::AlignLeft)); // wraps between words only
+        shown.setDocumentMargin(0);
+        shown.setHtml(label->text());
+        shown.setTextWidth(label->contentsRect().width());
+        QVERIFY2(shown.idealWidth() <= label->contentsRect().width(), qPrintable(shown.toPlainText()));
+        const QTextBlock block = shown.begin();
+        QCOMPARE(block.textDirection(), Qt::LeftToRight);
+        QCOMPARE(block.layout()->lineAt(0).naturalTextRect().left(), 0.0);
+        const QString text = shown.toPlainText();
+        const qsizetype at = text.indexOf(name);
+        QCOMPARE(at < 0, text.contains(QChar(0x2026)));
+        QVERIFY(m_controller->descriptionText().startsWith(isolated(name)));
+        if (at >= 0 && name.isRightToLeft()) { // read from the right, its "!" last on the left
+            const auto glyphX = [&](qsizetype i) { return block.layout()->lineAt(0).glyphRuns(int(i), 1).value(0).boundingRect().left(); };
+            QCOMPARE_LT(glyphX(at + name.size() - 1), glyphX(at));
+        }
     }
 
 public Q_SLOTS:
@@ -117,7 +188,7 @@ private Q_SLOTS:
         QCOMPARE(descriptionsWhenShown, QStringList{QString()});
         QCOMPARE(opacityWhenShown, QList<qreal>{0.0});
 
-        waitForDescription(u"Tom & Jerry <b>Pro&lt; was moved to the Trash"_s);
+        waitForDescription(isolated(u"Tom & Jerry <b>Pro&lt;"_s) + u" was moved to the Trash"_s);
         quint64 total = 0;
         for (const PathForRemove &path : m_controller->gatheredPaths())
             total += path.getSize();
@@ -145,13 +216,6 @@ private Q_SLOTS:
         QCOMPARE(image.pixelColor(0, 0), QColor(85, 85, 85));
         QCOMPARE(image.pixelColor(image.width() - 1, image.height() - 1), QColor(85, 85, 85));
 
-        const int height = window->height();
-        m_controller->hideNotification();
-        showAndWait(trashedApp(u"Place with a name much longer than the name of any app, long enough to wrap twice"_s));
-        waitForSizeWork();
-        QCOMPARE_GT(window->height(), height);
-        QCOMPARE(window->height(), window->heightForWidth(window->width()));
-        QCOMPARE(window->frameGeometry().top(), screen.top() + 40);
     }
 
     // The same bundle reported again counts once; a second bundle of one identifier
@@ -174,17 +238,18 @@ private Q_SLOTS:
             paths << QString::number(record.type()) + u' ' + record.path();
         QCOMPARE(paths, (QStringList{"0 " + twin->bundlePath(), "0 " + copy->bundlePath(),
                                      "8 " + m_sandbox->path("Library/Caches/" + identifier)}));
-        waitForDescription(u"Twin and 1 other app were moved"_s);
+        waitForDescription(isolated(u"Twin"_s) + u" and 1 other app were moved"_s);
         showAndWait(trashedApp(u"Other"_s), 2);
         QCOMPARE(m_controller->remainsInfoCount(), 2);
-        waitForDescription(u"Twin and 2 other apps were moved"_s);
+        waitForDescription(isolated(u"Twin"_s) + u" and 2 other apps were moved"_s);
     }
 
     // Every way out hides the window and forgets what was gathered: "Complete Uninstall"
     // with nothing gathered (an empty list), a focus loss once the grace is over, Help
     // (after opening the help page), Escape, the window manager's close, Close. Only
     // Return hands the gathered paths over, even after a click on Close left the focus
-    // there. A first application after each starts afresh.
+    // there. Keys that answer the window do nothing for a moment after it appears. A
+    // first application after each starts afresh.
     void everyWayOutHides()
     {
         m_controller->onSelectCompleteUninstall();
@@ -210,8 +275,12 @@ private Q_SLOTS:
         QCOMPARE(m_controller->remainsInfoCount(), 0);
 
         showAndWait(app);
-        waitForDescription(u"Keys was moved"_s);
-        QTest::keyClick(m_controller->window(), Qt::Key_Escape);
+        waitForDescription(isolated(u"Keys"_s) + u" was moved"_s);
+        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape, Qt::Key_Space})
+            press(key); // too soon after the window took the focus
+        QVERIFY(m_controller->isActive() && m_handoffs->size() == 1);
+        passKeyGuard();
+        press(Qt::Key_Escape);
         QVERIFY(isHidden());
         showAndWait(app);
         m_controller->window()->close(); // as the window manager's close button does
@@ -222,10 +291,36 @@ private Q_SLOTS:
         QCOMPARE(m_handoffs->size(), 1);
 
         showAndWait(app);
-        QTest::keyClick(m_controller->window(), Qt::Key_Return);
+        passKeyGuard();
+        press(Qt::Key_Return);
         QCOMPARE(m_handoffs->size(), 2);
         QCOMPARE(m_handoffs->last().first().path(), app->bundlePath());
         QVERIFY(isHidden());
+    }
+
+    // After the last size report the window is as tall as its text, first show included,
+    // every time: an application without remains (one report, so one update) and long
+    // names. A name without break points is cut at the right edge; right-to-left names
+    // keep the sentence reading left to right. Later, longer texts grow the window
+    // downwards.
+    void descriptionFitsTheWindow()
+    {
+        const QStringList names{u"Plain"_s, u"Place with a name much longer than the name of any app, long enough to wrap twice"_s,
+                                u"AVeryLongApplicationNameWithoutAnySpacesThatCannotFitOnOneLineOfTheWindow"_s,
+                                u"עברית!"_s, u"برنامج!"_s, u"שםארוךמאודבליאףרווחשלאנכנסבשורהאחתשלהחלוןבכלל"_s};
+        QList<std::optional<Bundle>> apps;
+        for (const QString &name : names)
+            apps << trashedApp(name, u"com.example.n%1"_s.arg(apps.size()), apps.isEmpty() ? -1 : 40000);
+        for (int run = 0; run < 20; ++run) {
+            init();
+            for (qsizetype i = 0; i < names.size(); ++i) {
+                showAndWait(apps.at(i));
+                waitForSizeWork();
+                verifyDescriptionShown(names.at(i));
+                QCOMPARE(m_controller->window()->frameGeometry().top(), QGuiApplication::primaryScreen()->geometry().top() + 40);
+                m_controller->hideNotification();
+            }
+        }
     }
 
     void completeUninstallHandsEveryPathToTheMainApplication()
@@ -263,9 +358,15 @@ private Q_SLOTS:
         }
         if (QStandardPaths::findExecutable(u"xdotool"_s).isEmpty())
             QSKIP("needs xdotool for real key presses");
+        KeyPressCounter keys;
+        qApp->installEventFilter(&keys);
         for (const char *key : {"Escape", "Return"}) {
             showAndWait(trashedApp(u"Typed"_s));
-            QTRY_VERIFY_WITH_TIMEOUT(m_controller->window()->isActiveWindow(), 5000);
+            waitForInputFocus();
+            keys.presses = 0;
+            QCOMPARE(QProcess::execute(u"xdotool"_s, {u"key"_s, u"Return"_s}), 0); // too soon: ignored
+            QTRY_COMPARE_WITH_TIMEOUT(keys.presses, 1, 5000);
+            passKeyGuard();
             QCOMPARE(QProcess::execute(u"xdotool"_s, {u"key"_s, key}), 0);
             QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isActive(), 5000);
         }

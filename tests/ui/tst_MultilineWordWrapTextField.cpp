@@ -2,8 +2,13 @@
 
 #include "support/TestSandbox.h"
 
+#include "ui/AttributedStringBuilder.h"
+
 #include <QApplication>
 #include <QTest>
+#include <QTextDocument>
+
+using namespace Qt::StringLiterals;
 
 using Field = MultilineWordWrapTextField;
 
@@ -70,6 +75,63 @@ private Q_SLOTS:
         }
         field.setAttributedStringValue(AttributedString());
         QVERIFY(field.stringValue().isEmpty() && field.text().isEmpty());
+    }
+
+    // Words wider than the field end in an ellipsis at its edge, measured in the fonts
+    // they are drawn in (a word across a bold and a regular run included), never inside
+    // a character of several code points; what follows a word (spaces, the end of an
+    // isolated name) stays. The value keeps the whole words; a wider field shows them.
+    void truncatesWordsWiderThanTheField()
+    {
+        QFont bold = QFont(u"DejaVu Sans"_s, 13);
+        bold.setStyleName(u"Bold"_s);
+        const QString accented = u"e\u0301"_s.repeated(80);
+        const QList<std::tuple<QString, QString, QString>> cases{
+            // text, the bold part, what the shown text must contain
+            {u"Short words wrap at their spaces, never cut"_s, {}, u"Short words wrap at their spaces, never cut"_s},
+            {u"\u2068"_s + u"W"_s.repeated(60) + u"\u2069 was moved"_s, {}, u"\u2026\u2069 was moved"_s},
+            {u"Bold"_s.repeated(9) + u"Regular"_s.repeated(9) + u" tail"_s, u"Bold"_s.repeated(9), u"\u2026 tail"_s},
+            {accented + u" tail"_s, {}, u"\u0301\u2026 tail"_s},
+        };
+        for (const auto &[text, boldPart, shownPart] : cases) {
+            Field field;
+            field.setTruncatesLongWords(true);
+            field.resize(200, 100);
+            AttributedStringBuilder builder(text);
+            builder.addAttributes(TextAttributes().setFont(bold), {0, boldPart.size()});
+            field.setAttributedStringValue(builder.build());
+            const auto shown = [&field] { // as drawn, breaking between words only
+                QTextDocument document;
+                document.setDefaultTextOption(QTextOption(Qt::AlignLeft));
+                document.setDocumentMargin(0);
+                document.setHtml(field.text());
+                document.setTextWidth(field.width());
+                return std::pair(document.toPlainText(), document.idealWidth());
+            };
+            QVERIFY2(shown().first.contains(shownPart) && shown().second <= 200, qPrintable(shown().first));
+            QCOMPARE(field.stringValue(), text);
+            field.show();
+            field.resize(4000, 100);
+            QCOMPARE(shown().first, text);
+        }
+    }
+
+    // A face chosen by its style name keeps its weight and slant in the rich text the
+    // field shows, which carries weights, not style names.
+    void facesChosenByStyleNameKeepTheirWeight()
+    {
+        const auto drawn = [](const QFont &font) {
+            Field field;
+            field.setAttributedStringValue(AttributedString(u"Bold words"_s, TextAttributes().setFont(font)));
+            field.resize(200, 40);
+            return field.grab().toImage();
+        };
+        for (const QString &style : {u"Bold"_s, u"Bold Oblique"_s}) {
+            QFont byName(u"DejaVu Sans"_s, 13), byWeight(u"DejaVu Sans"_s, 13, QFont::Bold);
+            byName.setStyleName(style);
+            byWeight.setItalic(style.contains(u"Oblique"_s));
+            QCOMPARE(drawn(byName), drawn(byWeight));
+        }
     }
 
 private:
