@@ -317,6 +317,8 @@ private Q_SLOTS:
                 showAndWait(apps.at(i));
                 waitForSizeWork();
                 verifyDescriptionShown(names.at(i));
+                if (QTest::currentTestFailed())
+                    return;
                 QCOMPARE(m_controller->window()->frameGeometry().top(), QGuiApplication::primaryScreen()->geometry().top() + 40);
                 m_controller->hideNotification();
             }
