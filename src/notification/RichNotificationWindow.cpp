@@ -48,11 +48,6 @@ RichNotificationWindow::RichNotificationWindow(QWidget *parent)
 void RichNotificationWindow::fitHeightToContent()
 {
     relayoutInnermostFirst(this);
-    takeContentHeight();
-}
-
-void RichNotificationWindow::takeContentHeight()
-{
     const int height = hasHeightForWidth() ? heightForWidth(width()) : sizeHint().height();
     resize(width(), qMax(height, minimumHeight()));
 }
@@ -86,10 +81,6 @@ bool RichNotificationWindow::event(QEvent *event)
     const bool handled = QDialog::event(event);
     if (event->type() == QEvent::WindowDeactivate)
         Q_EMIT didResignKey();
-    // The layouts beneath have run again (a text or a font changed): the window's own
-    // layout has just taken their new heights.
-    if (event->type() == QEvent::LayoutRequest)
-        takeContentHeight();
     return handled;
 }
 

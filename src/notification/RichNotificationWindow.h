@@ -10,8 +10,8 @@
 // has a default button for Return and closes on Escape.
 //
 // It reports focus loss and every request to close (Escape, the window manager's
-// close) to its controller, which decides; it never hides itself. Its height follows
-// its content. GUI thread only; owned by its controller.
+// close) to its controller, which decides; it never hides itself. GUI thread only;
+// owned by its controller.
 class RichNotificationWindow : public QDialog
 {
     Q_OBJECT
@@ -44,7 +44,6 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    void takeContentHeight();
     bool isGuardedKey(QObject *receiver, const QEvent *event) const;
 
     Clock m_clock;
