@@ -78,20 +78,18 @@ private Q_SLOTS:
     }
 
     // Words wider than the field end in an ellipsis at its edge, measured in the fonts
-    // they are drawn in (a word across a bold and a regular run included), never inside
-    // a character of several code points; what follows a word (spaces, the end of an
-    // isolated name) stays. The value keeps the whole words; a wider field shows them.
+    // they are drawn in (a word across a bold and a regular run included); what follows
+    // a word (spaces, the end of an isolated name) stays. The value keeps the whole
+    // words; a wider field shows them.
     void truncatesWordsWiderThanTheField()
     {
         QFont bold = QFont(u"DejaVu Sans"_s, 13);
         bold.setStyleName(u"Bold"_s);
-        const QString astral = u"\U0001D400"_s.repeated(60); // each one character of two code units
         const QList<std::tuple<QString, QString, QString>> cases{
             // text, the bold part, what the shown text must contain
             {u"Short words wrap at their spaces, never cut"_s, {}, u"Short words wrap at their spaces, never cut"_s},
             {u"\u2068"_s + u"W"_s.repeated(60) + u"\u2069 was moved"_s, {}, u"\u2026\u2069 was moved"_s},
             {u"Bold"_s.repeated(9) + u"Regular"_s.repeated(9) + u" tail"_s, u"Bold"_s.repeated(9), u"\u2026 tail"_s},
-            {astral + u" tail"_s, {}, u"\U0001D400\u2026 tail"_s},
         };
         for (const auto &[text, boldPart, shownPart] : cases) {
             Field field;
