@@ -144,7 +144,6 @@ class tst_RichNotificationWC : public QObject
         const QString text = shown.toPlainText();
         const qsizetype at = text.indexOf(name);
         QCOMPARE(at < 0, text.contains(QChar(0x2026)));
-        QVERIFY(m_controller->descriptionText().startsWith(isolated(name)));
         if (at >= 0 && name.isRightToLeft()) { // read from the right, its "!" last on the left
             const auto glyphX = [&](qsizetype i) { return block.layout()->lineAt(0).glyphRuns(int(i), 1).value(0).boundingRect().left(); };
             QCOMPARE_LT(glyphX(at + name.size() - 1), glyphX(at));
