@@ -265,9 +265,10 @@ AttributedString RichNotificationWC::generateAttributedString() const
     quint64 total = 0;
     for (const auto &info : m_arrRemoveInfo)
         total += info->getTotalSize();
+    // "12.3 MB" stays on one line.
+    const QString size = StringFileSize::convertToStringFromFileSize(total).replace(QLatin1Char(' '), QChar::Nbsp);
     const QString markup = RichNotificationWCLocalizable::descriptionWithAppName(
-        AtributikaBridge::prepareString(isolated(m_sMainAppName)), StringFileSize::convertToStringFromFileSize(total),
-        m_nOtheAppCount, true);
+        AtributikaBridge::prepareString(isolated(m_sMainAppName)), size, m_nOtheAppCount, true);
     return m_pAtributika->convertString(markup);
 }
 

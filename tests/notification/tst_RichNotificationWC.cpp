@@ -192,7 +192,7 @@ private Q_SLOTS:
         for (const PathForRemove &path : m_controller->gatheredPaths())
             total += path.getSize();
         const QString description = m_controller->descriptionText();
-        QVERIFY2(description.endsWith(" to free " + StringFileSize::convertToStringFromFileSize(total) + '.'),
+        QVERIFY2(description.endsWith(" to free " + StringFileSize::convertToStringFromFileSize(total).replace(' ', QChar::Nbsp) + '.'),
                  qPrintable(description));
         RichNotificationWindow *window = m_controller->window();
         QCOMPARE(window->accessibleDescription(), description);
