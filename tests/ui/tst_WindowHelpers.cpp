@@ -11,6 +11,8 @@
 class tst_WindowHelpers : public QObject
 {
     Q_OBJECT
+    std::optional<TestSandbox> m_sandbox;
+
 private Q_SLOTS:
     void initTestCase() { m_sandbox.emplace(); }
 
@@ -51,9 +53,6 @@ private Q_SLOTS:
         window.showNormal();
         QVERIFY(!FullScreenMask::hasFullScreenMask(child));
     }
-
-private:
-    std::optional<TestSandbox> m_sandbox;
 };
 
 QTEST_MAIN(tst_WindowHelpers)
