@@ -5,11 +5,8 @@
 
 #include <QTest>
 
-#include <optional>
-
 using namespace Qt::StringLiterals;
 
-using Key = TextAttributes::Key;
 using Attributes = QMap<QString, QString>;
 using Tags = QList<TagInfo>;
 using Runs = QList<AttributedString::Run>;
@@ -18,10 +15,7 @@ namespace {
 
 TagScanner::Result scanWithBr(const QString &markup) { return TagScanner::scan(markup, {TagTransformer::brTransformer()}); }
 
-TagInfo info(const QString &name, qsizetype location, qsizetype length, const Attributes &attributes = {})
-{
-    return {Tag{name, attributes}, {location, length}};
-}
+TagInfo info(const QString &name, qsizetype at, qsizetype length, const Attributes &attributes = {}) { return {Tag{name, attributes}, {at, length}}; }
 
 const QColor kDefaultColor(222, 225, 233);
 const QColor kBoldColor(125, 182, 255);
@@ -37,18 +31,15 @@ AtributikaBridge windowLikeBridge()
 
 } // namespace
 
-// The markup engine: the scanner and the tag reader it uses (markup in, the plain text
-// and the ranges of properly closed tags out), and the bridge's styles by tag name
-// over the styled-text layer. Runs without a GUI application on purpose: conversion
-// must not need one.
+// The markup engine: the scanner (markup in, plain text and the ranges of properly closed
+// tags out) and the bridge's styles by tag name. Without a GUI application on purpose:
+// conversion must not need one.
 class tst_AtributikaBridge : public QObject
 {
     Q_OBJECT
-    std::optional<TestSandbox> m_sandbox;
+    TestSandbox m_sandbox; // made before any service reads the user's paths
 
 private Q_SLOTS:
-    void initTestCase() { m_sandbox.emplace(); }
-
     void scan_data()
     {
         QTest::addColumn<QString>("markup");
@@ -163,8 +154,7 @@ private Q_SLOTS:
         // layers. The outermost tags close last and win: "i" from 0, "b" from 1.
         AtributikaBridge bridge = windowLikeBridge();
         bridge.setBackgroundColor(Qt::black, u"i"_s);
-        const QString markup = QString("<i>x<b>y").repeated(n / 2) + QString("</b></i>").repeated(n / 2);
-        const AttributedString staircase = bridge.convertString(markup);
+        const AttributedString staircase = bridge.convertString(QString("<i>x<b>y").repeated(n / 2) + QString("</b></i>").repeated(n / 2));
         const auto italic = TextAttributes().setForegroundColor(kDefaultColor).setBackgroundColor(Qt::black);
         QCOMPARE(staircase.runs(), (Runs{{{0, 1}, italic}, {{1, n - 1}, TextAttributes(italic).setForegroundColor(kBoldColor)}}));
     }

@@ -52,13 +52,12 @@ struct KeyPressCounter : QObject
 
 } // namespace
 
-// The controller with its window, view and texts, on applications trashed in a sandbox
-// home; "Complete Uninstall" hands its lists to a recorder. Time stands still unless a
-// test moves it, so no real focus change can hide the window.
+// The controller, its window and texts, on applications trashed in a sandbox home. Time
+// stands still unless a test moves it, so no real focus change can hide the window.
 class tst_RichNotificationWC : public QObject
 {
     Q_OBJECT
-    std::optional<TestSandbox> m_sandbox;
+    TestSandbox m_sandbox; // made before any service reads the user's paths
     std::unique_ptr<RichNotificationWC> m_controller;
     QList<QList<PathForRemove>> m_handoffs;
     std::chrono::steady_clock::time_point m_now;
@@ -70,8 +69,8 @@ class tst_RichNotificationWC : public QObject
         if (identifier.isEmpty())
             identifier = u"com.example."_s + QString(name).remove(u' ');
         if (cacheSize >= 0)
-            TestSandbox::makeFile(m_sandbox->path(u"Library/Caches/%1/Cache.db"_s.arg(identifier)), cacheSize);
-        const QString path = TestSandbox::makeApp(m_sandbox->trash() + u'/' + name + u".app"_s, identifier, u"exe"_s);
+            TestSandbox::makeFile(m_sandbox.path(u"Library/Caches/%1/Cache.db"_s.arg(identifier)), cacheSize);
+        const QString path = TestSandbox::makeApp(m_sandbox.trash() + u'/' + name + u".app"_s, identifier, u"exe"_s);
         TestSandbox::makeFile(path + u"/Contents/MacOS/exe"_s, 9000);
         return Bundle::bundleWithPath(path);
     }
@@ -109,9 +108,8 @@ class tst_RichNotificationWC : public QObject
         QTRY_VERIFY_WITH_TIMEOUT(focused(), 5000);
     }
 
-    // The description as drawn once laid out: as tall as it needs, above the buttons; no
-    // word past its right edge (laid out with breaks between words only); reading left to
-    // right from the left edge; the name whole, or cut with an ellipsis.
+    // The description as drawn: as tall as it needs, above the buttons; no word past its right
+    // edge; reading left to right from the left edge; the name whole, or cut with an ellipsis.
     void verifyDescriptionShown(const QString &name)
     {
         auto *label = m_controller->window()->findChild<QLabel *>(u"descriptionLabel"_s);
@@ -138,7 +136,6 @@ public Q_SLOTS:
     void openUrl(const QUrl &url) { m_openedUrls << url; }
 
 private Q_SLOTS:
-    void initTestCase() { m_sandbox.emplace(); }
 
     void init()
     {
@@ -149,11 +146,7 @@ private Q_SLOTS:
         m_controller->setClock([this] { return m_now; });
     }
 
-    void cleanup()
-    {
-        m_controller.reset();
-        waitForSizeWork();
-    }
+    void cleanup() { m_controller.reset(); waitForSizeWork(); }
 
     // The name is shown as it stands, markup characters included; the size stays on one
     // line. The window fades in at the top right.
@@ -176,10 +169,8 @@ private Q_SLOTS:
         QVERIFY2(description.endsWith(u" to free "_s + size + u'.'), qPrintable(description));
         RichNotificationWindow *window = m_controller->window();
         QCOMPARE(window->accessibleDescription(), description);
-        QCOMPARE(QStringList({m_controller->titleText(), window->windowTitle(), m_controller->completeUninstallButton()->text(),
-                              m_controller->closeButton()->text()}),
-                 QStringList({u"Tarnwick - Complete Uninstallation"_s, u"Tarnwick - Complete Uninstallation"_s,
-                              u"Complete Uninstall"_s, u"Close"_s}));
+        QCOMPARE(QStringList({m_controller->titleText(), window->windowTitle(), m_controller->closeButton()->text()}),
+                 QStringList({u"Tarnwick - Complete Uninstallation"_s, u"Tarnwick - Complete Uninstallation"_s, u"Close"_s}));
         for (const QPushButton *button : window->findChildren<QPushButton *>())
             QVERIFY(!button->accessibleName().isEmpty());
 
@@ -210,7 +201,7 @@ private Q_SLOTS:
         for (const PathForRemove &record : m_controller->gatheredPaths())
             paths << QString::number(record.type()) + u' ' + record.path();
         QCOMPARE(paths, (QStringList{"0 " + twin->bundlePath(), "0 " + copy->bundlePath(),
-                                     "8 " + m_sandbox->path("Library/Caches/" + identifier)}));
+                                     "8 " + m_sandbox.path("Library/Caches/" + identifier)}));
         waitForDescription(isolated(u"Twin"_s) + u" and 1 other app were moved"_s);
         showAndWait(trashedApp(u"Other"_s), 2);
         QCOMPARE(m_controller->remainsInfoCount(), 2);
@@ -263,10 +254,9 @@ private Q_SLOTS:
         QCOMPARE(m_handoffs.last().first().path(), app->bundlePath());
     }
 
-    // After the last size report the window is as tall as its text, first show included,
-    // every time: without remains (one report, so one update) and with long names. A name
-    // without break points is cut at the right edge; right-to-left names keep the sentence
-    // reading left to right. Longer texts grow the window downwards.
+    // After the last size report the window is as tall as its text, every time, first show
+    // included: without remains (one report) and with long names, which grow it downwards. A
+    // name without break points is cut; right-to-left names keep the sentence left to right.
     void descriptionFitsTheWindow()
     {
         const QStringList names{u"Plain"_s, u"Place with a name much longer than the name of any app, long enough to wrap twice"_s,

@@ -11,7 +11,6 @@ class tst_FontsFactory : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase() { m_sandbox.emplace(); }
     void cleanup() { FontsFactory::setAvailability(nullptr); }
 
     // An installed typeface is used at the size asked for; a missing one falls back along
@@ -52,12 +51,9 @@ private Q_SLOTS:
 
 private:
     // A font database holding exactly the given typefaces.
-    static void install(const QList<Typeface> &installed)
-    {
-        FontsFactory::setAvailability([installed](const Typeface &typeface) { return installed.contains(typeface); });
-    }
+    static void install(const QList<Typeface> &installed) { FontsFactory::setAvailability([installed](const Typeface &t) { return installed.contains(t); }); }
 
-    std::optional<TestSandbox> m_sandbox;
+    TestSandbox m_sandbox; // made before any service reads the user's paths
 };
 
 QTEST_MAIN(tst_FontsFactory)
