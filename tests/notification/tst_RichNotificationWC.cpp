@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Waits until every size queued so far has been reported on the main thread.
+// Waits until every size queued so far (all of an application's, once one arrived) is reported.
 void waitForSizeWork()
 {
     QVERIFY(QTest::qWaitFor([] { return !SimpleSizeCalculation::GetInstance().getProcessor()->isProcessorWorking(); }));
@@ -269,7 +269,7 @@ private Q_SLOTS:
             init();
             for (qsizetype i = 0; i < names.size() && !QTest::currentTestFailed(); ++i) {
                 showAndWait(apps.at(i));
-                waitForSizeWork();
+                waitForDescription(isolated(names.at(i)));
                 verifyDescriptionShown(names.at(i));
                 QCOMPARE(m_controller->window()->frameGeometry().top(), QGuiApplication::primaryScreen()->geometry().top() + 40);
                 m_controller->hideNotification();

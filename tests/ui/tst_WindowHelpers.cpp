@@ -5,8 +5,7 @@
 #include <QScrollArea>
 #include <QTest>
 
-// Whether the pointer is over a view (MouseOver). (FullScreenMask only reads the
-// window state.)
+// Whether the pointer is over a view (FullScreenMask only reads the window state).
 class tst_WindowHelpers : public QObject
 {
     Q_OBJECT
