@@ -163,22 +163,23 @@ int main(int argc, char **argv)
     const QString trash = TrashLocation::ensureFilesDirectory(home);
 
     auto controller = RichNotificationWC::create();
-    const auto trashApp = [&](const QString &name, qint64 size, bool remains) {
-        if (remains)
-            makeRemains(home, name, size);
-        controller->showNotificationForApp(makeApp(trash, name, 2'500'000));
+    // An application of the size, with remains of the other size unless it is negative.
+    const auto trashApp = [&](const QString &name, qint64 appSize, qint64 remainsSize) {
+        if (remainsSize >= 0)
+            makeRemains(home, name, remainsSize);
+        controller->showNotificationForApp(makeApp(trash, name, appSize));
     };
     QList<QImage> shots;
     if (options.names.isEmpty()) {
-        trashApp(QStringLiteral("Foo"), 3'200'000, true);
+        trashApp(QStringLiteral("Foo"), 1'800'000, 3'200'000);
         shots << grabShown(*controller, 0);
         for (const QString &name : {QStringLiteral("Bar"), QStringLiteral("Baz")})
-            trashApp(name, 900'000, true);
+            trashApp(name, 2'500'000, 900'000);
         shots << grabShown(*controller, 2);
     }
     for (const QString &name : options.names) {
         controller->hideNotification();
-        trashApp(name, 3'200'000, options.remains);
+        trashApp(name, 1'800'000, options.remains ? 3'200'000 : -1);
         shots << grabShown(*controller, 0);
     }
     if (shots.isEmpty() || std::any_of(shots.begin(), shots.end(), [](const QImage &shot) { return shot.isNull(); })) {
