@@ -98,5 +98,5 @@ bool RichNotificationWindow::isGuardedKey(QObject *receiver, const QEvent *event
     const auto *widget = qobject_cast<const QWidget *>(receiver);
     if (!widget || widget->window() != this)
         return false;
-    return m_clock() - m_keyGuardStart < Delays::scaled(Delays::kAnswerKeyGuard);
+    return m_keyGuardStart && m_clock() - *m_keyGuardStart < Delays::scaled(Delays::kAnswerKeyGuard);
 }

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 
 // The notification window: frameless, always on top, a tool window that takes the
 // focus when shown (it can become the key and the main window). Being a dialog, it
@@ -47,5 +48,5 @@ private:
     bool isGuardedKey(QObject *receiver, const QEvent *event) const;
 
     Clock m_clock;
-    std::chrono::steady_clock::time_point m_keyGuardStart;
+    std::optional<std::chrono::steady_clock::time_point> m_keyGuardStart; // none before the first show
 };
