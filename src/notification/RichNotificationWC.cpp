@@ -55,6 +55,13 @@ QIcon iconNamed(const QString &name)
     return QIcon(QPixmap::fromImage(ImageLibrary::imageNamed(name)));
 }
 
+// The name keeps its own reading direction without turning the sentence around it
+// (a Hebrew or Arabic name in an English text): a first-strong isolate.
+QString isolated(const QString &name)
+{
+    return QChar(0x2068) + name + QChar(0x2069);
+}
+
 } // namespace
 
 std::unique_ptr<RichNotificationWC> RichNotificationWC::create()
@@ -131,6 +138,7 @@ void RichNotificationWC::loadWindow()
     if (m_pWindow)
         return;
     m_pWindow = std::make_unique<RichNotificationWindow>();
+    m_pWindow->setClock(m_clock);
     Ui::RichNotificationWC outlets;
     outlets.setupUi(m_pWindow.get());
     m_pTitleLabel = outlets.titleLabel;
@@ -257,9 +265,10 @@ AttributedString RichNotificationWC::generateAttributedString() const
     quint64 total = 0;
     for (const auto &info : m_arrRemoveInfo)
         total += info->getTotalSize();
+    // "12.3 MB" stays on one line.
+    const QString size = StringFileSize::convertToStringFromFileSize(total).replace(QLatin1Char(' '), QChar::Nbsp);
     const QString markup = RichNotificationWCLocalizable::descriptionWithAppName(
-        AtributikaBridge::prepareString(m_sMainAppName), StringFileSize::convertToStringFromFileSize(total),
-        m_nOtheAppCount, true);
+        AtributikaBridge::prepareString(isolated(m_sMainAppName)), size, m_nOtheAppCount, true);
     return m_pAtributika->convertString(markup);
 }
 
@@ -323,6 +332,8 @@ void RichNotificationWC::onNotificationClose()
 void RichNotificationWC::setClock(Clock clock)
 {
     m_clock = clock ? std::move(clock) : Clock(&std::chrono::steady_clock::now);
+    if (m_pWindow)
+        m_pWindow->setClock(m_clock);
 }
 
 void RichNotificationWC::setRemoveFilePaths(RemoveFilePaths removeFilePaths)

@@ -2,6 +2,10 @@
 
 #include <QDialog>
 
+#include <chrono>
+#include <functional>
+#include <optional>
+
 // The notification window: frameless, always on top, a tool window that takes the
 // focus when shown (it can become the key and the main window). Being a dialog, it
 // has a default button for Return and closes on Escape.
@@ -13,6 +17,8 @@ class RichNotificationWindow : public QDialog
 {
     Q_OBJECT
 public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+
     explicit RichNotificationWindow(QWidget *parent = nullptr);
 
     bool canBecomeKeyWindow() const { return true; }
@@ -20,8 +26,12 @@ public:
 
     // Gives the window the height its content needs at its width.
     void fitHeightToContent();
-    // Orders the window front and asks for the focus.
+    // Orders the window front and asks for the focus. For Delays::kAnswerKeyGuard from
+    // now, Return, Enter, Escape and Space are ignored: the focus arrives unasked, and
+    // a key typed for another window at that moment must not answer this one.
     void makeKeyAndOrderFront();
+    // The time source of that guard; nullptr restores the steady clock.
+    void setClock(Clock clock);
 
 public Q_SLOTS:
     void reject() override;
@@ -32,4 +42,11 @@ Q_SIGNALS:
 
 protected:
     bool event(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    bool isGuardedKey(QObject *receiver, const QEvent *event) const;
+
+    Clock m_clock;
+    std::optional<std::chrono::steady_clock::time_point> m_keyGuardStart; // none before the first show
 };

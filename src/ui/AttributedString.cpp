@@ -2,6 +2,7 @@
 
 #include "AttributedStringBuilder.h"
 
+#include <QFontDatabase>
 #include <QTextBlockFormat>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -67,11 +68,24 @@ TextAttributes AttributedString::attributesAt(qsizetype index, TextRange *effect
     return run < 0 ? TextAttributes() : m_runs.at(run).attributes;
 }
 
+QFont AttributedString::richTextFont(const QFont &font)
+{
+    const int weight = font.styleName().isEmpty() ? -1 : QFontDatabase::weight(font.family(), font.styleName());
+    if (weight < 0)
+        return font;
+    QFont resolved = font;
+    resolved.setWeight(QFont::Weight(weight));
+    // The database calls only italic faces italic; rich text has one slant for both.
+    resolved.setItalic(QFontDatabase::italic(font.family(), font.styleName()) ||
+                       font.styleName().contains(QLatin1String("Oblique"), Qt::CaseInsensitive));
+    return resolved;
+}
+
 QTextCharFormat AttributedString::charFormat(const TextAttributes &attributes)
 {
     QTextCharFormat format;
     if (const auto font = attributes.font())
-        format.setFont(*font);
+        format.setFont(richTextFont(*font));
     if (const auto color = attributes.foregroundColor())
         format.setForeground(*color);
     if (const auto color = attributes.backgroundColor())

@@ -53,6 +53,10 @@ public:
     // The rich text a QLabel shows (Qt::RichText); the cursor property is lost.
     QString toHtml() const;
     static QTextCharFormat charFormat(const TextAttributes &attributes);
+    // The font as rich text draws it. A face chosen by its style name ("Helvetica
+    // Neue", "Medium") also carries that face's weight and slant, as rich text (HTML)
+    // keeps those and loses the style name.
+    static QFont richTextFont(const QFont &font);
 
     friend bool operator==(const AttributedString &, const AttributedString &) = default;
 

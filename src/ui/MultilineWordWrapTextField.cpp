@@ -1,5 +1,6 @@
 #include "MultilineWordWrapTextField.h"
 
+#include "LongWordTruncator.h"
 #include "core/MacOSVersion.h"
 
 #include <QCoreApplication>
@@ -71,21 +72,41 @@ void MultilineWordWrapTextField::setAttributedStringValue(const AttributedString
     updateWidthConstraint();
 }
 
+void MultilineWordWrapTextField::setTruncatesLongWords(bool truncates)
+{
+    m_truncatesLongWords = truncates;
+    if (m_attributedValue)
+        showAttributedValue();
+}
+
 // Runs without a font of their own are drawn in the field's font, so the rich text
-// is made again whenever that font changes.
+// is made again whenever that font changes (and, when words are cut, the width).
 void MultilineWordWrapTextField::showAttributedValue()
 {
+    m_shownWidth = wrapWidth();
+    const AttributedString shown =
+        m_truncatesLongWords ? LongWordTruncator(m_shownWidth, font()).truncate(*m_attributedValue) : *m_attributedValue;
     setTextFormat(Qt::RichText);
-    setText(m_attributedValue->isEmpty() ? QString() : document()->toHtml());
+    setText(shown.isEmpty() ? QString() : document(shown)->toHtml());
+}
+
+int MultilineWordWrapTextField::wrapWidth() const
+{
+    return contentsRect().width() - 2 * margin();
 }
 
 std::unique_ptr<QTextDocument> MultilineWordWrapTextField::document() const
+{
+    return document(attributedStringValue());
+}
+
+std::unique_ptr<QTextDocument> MultilineWordWrapTextField::document(const AttributedString &string) const
 {
     auto document = std::make_unique<QTextDocument>();
     document->setUndoRedoEnabled(false);
     document->setDefaultFont(font());
     document->setDocumentMargin(0);
-    attributedStringValue().applyTo(document.get());
+    string.applyTo(document.get());
     return document;
 }
 
@@ -142,6 +163,8 @@ bool MultilineWordWrapTextField::event(QEvent *event)
 void MultilineWordWrapTextField::resizeEvent(QResizeEvent *event)
 {
     QLabel::resizeEvent(event);
+    if (m_truncatesLongWords && m_attributedValue && wrapWidth() != m_shownWidth)
+        showAttributedValue();
     if (!isOldSystem() || event->size() == event->oldSize())
         return;
     m_myPreferredMaxLayoutWidth = event->size().width();

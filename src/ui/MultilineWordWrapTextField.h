@@ -25,6 +25,9 @@ class QTextDocument;
 class MultilineWordWrapTextField : public QLabel
 {
     Q_OBJECT
+    // An attributed value's words wider than the field end in an ellipsis at its edge
+    // (LongWordTruncator) instead of breaking inside; the value itself keeps them whole.
+    Q_PROPERTY(bool truncatesLongWords READ truncatesLongWords WRITE setTruncatesLongWords)
 public:
     // The field's own minimum width on old systems: applied as the label's minimum
     // width, with the priority kept beside it (Qt layouts have no priorities).
@@ -51,6 +54,8 @@ public:
     void setStringValue(const QString &string);
     AttributedString attributedStringValue() const;
     void setAttributedStringValue(const AttributedString &string);
+    bool truncatesLongWords() const { return m_truncatesLongWords; }
+    void setTruncatesLongWords(bool truncates);
 
     float contentCompressionResistancePriority(Qt::Orientation orientation) const;
     void setContentCompressionResistancePriority(float priority, Qt::Orientation orientation);
@@ -77,6 +82,9 @@ protected:
 
 private:
     std::unique_ptr<QTextDocument> document() const;
+    std::unique_ptr<QTextDocument> document(const AttributedString &string) const;
+    // The width the text wraps at.
+    int wrapWidth() const;
     void showAttributedValue();
     void updateWidthConstraint();
     void applyWidthConstraint();
@@ -84,6 +92,8 @@ private:
     std::optional<WidthConstraint> m_widthConstraint;
     std::optional<int> m_myPreferredMaxLayoutWidth;
     std::optional<AttributedString> m_attributedValue;
+    bool m_truncatesLongWords = false;
+    int m_shownWidth = -1; // the width the shown text was truncated for
     float m_horizontalCompressionResistance = kDefaultCompressionResistance;
     float m_verticalCompressionResistance = kDefaultCompressionResistance;
 };

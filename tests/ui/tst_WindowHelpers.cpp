@@ -1,18 +1,17 @@
 #include "support/TestSandbox.h"
-#include "ui/FullScreenMask.h"
 #include "ui/MouseOver.h"
 
 #include <QCursor>
 #include <QScrollArea>
 #include <QTest>
 
-// The two questions the kit answers about a view's window: is the pointer over the view
-// (MouseOver), does its window fill the screen (FullScreenMask).
+// Whether the pointer is over a view (FullScreenMask only reads the window state).
 class tst_WindowHelpers : public QObject
 {
     Q_OBJECT
+    TestSandbox m_sandbox; // made before any service reads the user's paths
+
 private Q_SLOTS:
-    void initTestCase() { m_sandbox.emplace(); }
 
     // A view counts as under the pointer only once shown, within its own rectangle, and
     // (for the whole answer) not scrolled out of sight.
@@ -37,23 +36,6 @@ private Q_SLOTS:
         QVERIFY(!MouseOver::isMouseOverViewBounds(area) && MouseOver::isMouseOverViewBounds(&window));
         QVERIFY(MouseOver::isMouseOverViewBounds(content) && !MouseOver::isMouseOverView(content));
     }
-
-    // The window state counts, not the size; a child answers for its window.
-    void fullScreenFollowsTheWindowState()
-    {
-        QVERIFY(!FullScreenMask::hasFullScreenMask(nullptr));
-        QWidget window;
-        auto *child = new QWidget(&window);
-        window.showMaximized();
-        QVERIFY(!FullScreenMask::hasFullScreenMask(&window));
-        window.showFullScreen();
-        QVERIFY(FullScreenMask::hasFullScreenMask(&window) && FullScreenMask::hasFullScreenMask(child));
-        window.showNormal();
-        QVERIFY(!FullScreenMask::hasFullScreenMask(child));
-    }
-
-private:
-    std::optional<TestSandbox> m_sandbox;
 };
 
 QTEST_MAIN(tst_WindowHelpers)

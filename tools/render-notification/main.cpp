@@ -1,8 +1,11 @@
 // Draws the notification window off screen, as it looks for a sample application
 // "Foo" with a few megabytes of remains, and again once two more applications have
-// been gathered into it, and writes both, one above the other, to a PNG.
+// been gathered into it, and writes both, one above the other, to a PNG. With
+// --name, it draws the window once for each application named instead (to look at
+// long, right-to-left or unusual names); --no-remains leaves those applications
+// nothing in the Library.
 //
-//     render-notification [--scale N] [output.png]
+//     render-notification [--scale N] [--name NAME]... [--no-remains] [output.png]
 //
 // Everything happens in a temporary home; nothing of the user's is read or touched.
 
@@ -27,6 +30,7 @@
 #include <QTextStream>
 #include <QThread>
 
+#include <algorithm>
 #include <functional>
 
 namespace {
@@ -37,6 +41,8 @@ struct Options
 {
     QString output = QStringLiteral("notification.png");
     QByteArray scale = "1";
+    QStringList names;
+    bool remains = true;
 };
 
 Options parse(int argc, char **argv)
@@ -46,6 +52,10 @@ Options parse(int argc, char **argv)
         const QByteArray argument(argv[i]);
         if (argument == "--scale" && i + 1 < argc)
             options.scale = argv[++i];
+        else if (argument == "--name" && i + 1 < argc)
+            options.names << QString::fromLocal8Bit(argv[++i]);
+        else if (argument == "--no-remains")
+            options.remains = false;
         else
             options.output = QString::fromLocal8Bit(argument);
     }
@@ -153,19 +163,30 @@ int main(int argc, char **argv)
     const QString trash = TrashLocation::ensureFilesDirectory(home);
 
     auto controller = RichNotificationWC::create();
-    makeRemains(home, QStringLiteral("Foo"), 3'200'000);
-    controller->showNotificationForApp(makeApp(trash, QStringLiteral("Foo"), 1'800'000));
-    const QImage single = grabShown(*controller, 0);
-    for (const QString &name : {QStringLiteral("Bar"), QStringLiteral("Baz")}) {
-        makeRemains(home, name, 900'000);
-        controller->showNotificationForApp(makeApp(trash, name, 2'500'000));
+    // An application of the size, with remains of the other size unless it is negative.
+    const auto trashApp = [&](const QString &name, qint64 appSize, qint64 remainsSize) {
+        if (remainsSize >= 0)
+            makeRemains(home, name, remainsSize);
+        controller->showNotificationForApp(makeApp(trash, name, appSize));
+    };
+    QList<QImage> shots;
+    if (options.names.isEmpty()) {
+        trashApp(QStringLiteral("Foo"), 1'800'000, 3'200'000);
+        shots << grabShown(*controller, 0);
+        for (const QString &name : {QStringLiteral("Bar"), QStringLiteral("Baz")})
+            trashApp(name, 2'500'000, 900'000);
+        shots << grabShown(*controller, 2);
     }
-    const QImage several = grabShown(*controller, 2);
-    if (single.isNull() || several.isNull()) {
+    for (const QString &name : options.names) {
+        controller->hideNotification();
+        trashApp(name, 1'800'000, options.remains ? 3'200'000 : -1);
+        shots << grabShown(*controller, 0);
+    }
+    if (shots.isEmpty() || std::any_of(shots.begin(), shots.end(), [](const QImage &shot) { return shot.isNull(); })) {
         err << "render-notification: the notification did not appear\n";
         return 1;
     }
-    if (!stack({single, several}).save(options.output)) {
+    if (!stack(shots).save(options.output)) {
         err << "render-notification: cannot write " << options.output << "\n";
         return 1;
     }
