@@ -14,6 +14,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 // The whole agent in one process, on a temporary home, with shortened delays: from
@@ -76,9 +78,13 @@ private Q_SLOTS:
         m_delegate->setExcluders({});
     }
 
-    // The helper hands paths over; it removes nothing itself.
+    // The helper hands paths over; it removes nothing itself. Info.plists that are FIFOs,
+    // in a trashed bundle and in an installed one, would block the main thread's read.
     void trashedAppReachesTheMainApplication()
     {
+        for (const QString &fifo : {m_sandbox->path(u"Downloads/Fifo.app"_s), m_sandbox->systemApplications() + u"/Group/Fifo.app"_s})
+            QVERIFY(QDir().mkpath(fifo + u"/Contents"_s) && ::mkfifo(QFile::encodeName(fifo + u"/Contents/Info.plist"_s).constData(), 0600) == 0);
+        QVERIFY(QDir().rename(m_sandbox->path(u"Downloads/Fifo.app"_s), trashed(u"Fifo.app"_s)));
         const QString app = TestSandbox::makeApp(m_sandbox->path(u"Downloads/Foo.app"_s), u"com.example.Foo"_s, u"Foo"_s);
         TestSandbox::makeFile(app + u"/Contents/MacOS/Foo"_s, 4096);
         const QString cache = TestSandbox::makeFile(m_sandbox->path(u"Library/Caches/com.example.Foo/db"_s), 8192);

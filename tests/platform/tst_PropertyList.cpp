@@ -2,9 +2,12 @@
 #include "platform/PropertyListGuard.h"
 
 #include <QDateTime>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
 #include <QtEndian>
+
+#include <sys/stat.h>
 
 using Format = PropertyList::Format;
 
@@ -93,7 +96,6 @@ private Q_SLOTS:
         const auto with = [&valid](qsizetype at, char value) { return QByteArray(valid).replace(at, 1, &value, 1); };
         for (const QByteArray &data : {with(9, 7), with(valid.size() - 33, '\xF0'), with(8, '\xAF'), valid.chopped(1)})
             QVERIFY2(!PropertyListGuard::isSafeToParse(data, 8), data.toHex());
-        QVERIFY(!PropertyList::fromFile("/nonexistent/Info.plist").has_value());
 
         // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
         QVERIFY(PropertyList::fromData(nestedArrays(PropertyList::kMaxDepth, 1)).has_value());
@@ -106,6 +108,21 @@ private Q_SLOTS:
         // 2^40 objects once expanded, from a file of a few hundred bytes; a little sharing is fine.
         QVERIFY(!PropertyList::fromData(nestedArrays(40, 2)).has_value());
         QVERIFY(PropertyList::fromData(nestedArrays(8, 2)).has_value());
+    }
+
+    // A FIFO would block the read until a writer came, a device forever: only regular
+    // files are read.
+    void readsOnlyRegularFiles()
+    {
+        QTemporaryDir folder;
+        const QString fifo = folder.filePath("Info.plist");
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        for (const QString &path : {fifo, QString("/dev/zero"), folder.path(), QString("/nonexistent/Info.plist")})
+            QVERIFY2(!PropertyList::fromFile(path).has_value(), qPrintable(path));
+        QFile plain(folder.filePath("Plain.plist"));
+        QVERIFY(plain.open(QIODevice::WriteOnly) && plain.write(PropertyList::toData(QVariantList{true}, Format::Xml)) > 0);
+        plain.close();
+        QCOMPARE(PropertyList::fromFile(plain.fileName()), QVariant(QVariantList{true}));
     }
 
     void refusesKeysLibplistAbortsOn()
