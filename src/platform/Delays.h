@@ -20,6 +20,7 @@ public:
     static constexpr ms kWatcherSlice{1000};       // one wait of a kernel-event watcher thread
     static constexpr ms kWorkerIdlePoll{1000};     // an idle size worker looks for work this often
     static constexpr ms kFadeIn{1000};             // the notification window's fade-in
+    static constexpr ms kThreadRetry{1000};        // a thread the system refused is tried again
 
     // The delay as the running process uses it: the shipped value divided by the
     // test divisor (1 outside tests), never below one millisecond.

@@ -1,5 +1,6 @@
 #include "platform/DispatchGroup.h"
 #include "platform/SerialQueue.h"
+#include "platform/ThreadLauncher.h"
 
 #include <QScopeGuard>
 #include <QTest>
@@ -45,6 +46,21 @@ private Q_SLOTS:
             QTRY_COMPARE_WITH_TIMEOUT(held.use_count(), 1L, 5000);
         }
         QCOMPARE(ran.load(), 1);
+    }
+
+    // While the system refuses the thread the tasks wait, in order; they run once it can
+    // be made, without another task to ask for it.
+    void keepsTasksUntilItsThreadCanBeMade()
+    {
+        ThreadLauncher::setRefusedForTests(true);
+        SerialQueue queue("refused");
+        std::vector<int> order;
+        std::atomic<int> ran{0};
+        for (int i = 0; i < 3; ++i)
+            queue.async([&, i] { order.push_back(i); ++ran; });
+        ThreadLauncher::setRefusedForTests(false);
+        QTRY_COMPARE_WITH_TIMEOUT(ran.load(), 3, 5000);
+        QCOMPARE(order, (std::vector<int>{0, 1, 2}));
     }
 
     void groupWaitsAndNotifies()
