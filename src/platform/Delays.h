@@ -16,6 +16,7 @@ public:
     static constexpr ms kFolderSearch{2000};       // wait before a moved-in folder is searched
     static constexpr ms kClearExclusions{5000};    // a clear command takes effect this late
     static constexpr ms kMetadataSearchLimit{30000};
+    static constexpr ms kMetadataWalkReuse{2000};  // a finished walk answers new searches this long
     static constexpr ms kFocusLossGrace{2000};     // a notification ignores focus loss this long
     static constexpr ms kWatcherSlice{1000};       // one wait of a kernel-event watcher thread
     static constexpr ms kWorkerIdlePoll{1000};     // an idle size worker looks for work this often

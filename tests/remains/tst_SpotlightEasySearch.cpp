@@ -1,11 +1,17 @@
 #include "support/TestSandbox.h"
 #include "platform/MainThread.h"
 #include "platform/MetadataIndexQuery.h"
+#include "platform/ThreadLauncher.h"
 #include "remains/SpotlightEasySearch.h"
 
+#include <QDir>
 #include <QTest>
+#include <QTimer>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -93,6 +99,72 @@ private Q_SLOTS:
         QVERIFY(!SpotlightEasySearch::isRegistered(unreadable.get()));
         unreadable->stopQuery(); // a late stop finds nothing more to do
         QCOMPARE(seen.size(), 1);
+    }
+
+    // A walk stuck in a file call (a FIFO three folders down in an application folder)
+    // makes its search time out without the main thread waiting for its thread, which
+    // is left behind. Such threads stay few: a search beyond them, or one whose thread
+    // the system refuses, ends at once with nothing. Once the call returns they end.
+    void stuckWalksAreLeftBehindAndFew()
+    {
+        const QByteArray fifo = QFile::encodeName(m_sandbox->systemApplications() + "/Vendor/Suite/Tools/Stuck");
+        QVERIFY(QDir().mkpath(QFileInfo(fifo).path()) && ::mkfifo(fifo.constData(), 0600) == 0);
+        MetadataIndexQuery::setIndexSource([fifo](const QStringList &, const MetadataIndexQuery::IsStopped &) {
+            ::close(::open(fifo.constData(), O_RDONLY)); // until a writer comes
+            return QList<MetadataIndexQuery::Item>{};
+        });
+        QStringList seen;
+        const int most = ApplicationBundleWalks::kMaxThreads;
+        for (int i = 0; i < most; ++i) {
+            auto search = searchInto(seen);
+            search->setMaxWaitTime(0.05);
+            search->startQuery(predicateFor("com.example.Stuck"));
+            QTRY_COMPARE_WITH_TIMEOUT(seen.size(), i + 1, 5000);
+        }
+        QCOMPARE(ApplicationBundleWalks::threadCount(), most);
+        searchInto(seen)->startQuery(predicateFor("com.example.Stuck"));
+        QCOMPARE(seen, QStringList(most + 1, "stopped"));
+        QTRY_VERIFY_WITH_TIMEOUT((::close(::open(fifo.constData(), O_WRONLY | O_NONBLOCK)), ApplicationBundleWalks::threadCount() == 0), 5000);
+
+        MetadataIndexQuery::setIndexSource({});
+        const QString app = TestSandbox::makeApp(m_sandbox->systemApplications() + "/Fine.app", "com.example.Fine");
+        ThreadLauncher::setRefusedForTests(true);
+        searchInto(seen)->startQuery(predicateFor("com.example.Fine"));
+        ThreadLauncher::setRefusedForTests(false);
+        QCOMPARE(seen.size(), most + 2);
+        searchInto(seen)->startQuery(predicateFor("com.example.Fine"));
+        QTRY_COMPARE_WITH_TIMEOUT(seen.last(), "stopped " + app, 5000);
+    }
+
+    // Quitting stops the running searches, and their walks, without answers; a search
+    // started afterwards is not answered either.
+    void quittingStopsTheSearchesWithoutAnswers()
+    {
+        std::atomic<bool> walkEnded{false};
+        MetadataIndexQuery::setIndexSource([&walkEnded](const QStringList &, const MetadataIndexQuery::IsStopped &isStopped) {
+            while (!isStopped())
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            walkEnded = true;
+            return QList<MetadataIndexQuery::Item>{{{MetadataIndexQuery::kItemPathKey, "/late"}}};
+        });
+        QStringList seen;
+        std::weak_ptr<SpotlightEasySearch> running;
+        {
+            const auto search = searchInto(seen);
+            search->startQuery(predicateFor("com.example.Running"));
+            running = search;
+        }
+        QTimer::singleShot(0, [] { QCoreApplication::quit(); });
+        QCoreApplication::exec();
+        QVERIFY(running.expired());
+        const auto late = searchInto(seen);
+        late->startQuery(predicateFor("com.example.Late"));
+        QVERIFY(!SpotlightEasySearch::isRegistered(late.get())); // ended at once
+        QTRY_VERIFY_WITH_TIMEOUT(walkEnded && ApplicationBundleWalks::threadCount() == 0, 5000);
+        bool sentinel = false;
+        MainThread::async([&sentinel] { sentinel = true; });
+        QTRY_VERIFY_WITH_TIMEOUT(sentinel, 5000);
+        QCOMPARE(seen, QStringList());
     }
 
 private:
