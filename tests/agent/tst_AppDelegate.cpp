@@ -8,6 +8,7 @@
 #include "notification/RichNotificationWC.h"
 #include "platform/Bundle.h"
 #include "platform/Delays.h"
+#include "platform/ThreadLauncher.h"
 
 #include <QDir>
 #include <QPushButton>
@@ -67,8 +68,10 @@ private Q_SLOTS:
         m_mainApplication = FakeApplications::makeScriptApp(m_sandbox->path(u"Applications/Tarnwick.app"_s), u"com.corbelle.TarnwickS"_s);
         for (const QString &name : {u"Foo Bar"_s, u"Bazooka"_s, u"Old Apps/Foo Bar"_s, u"Qux"_s, u"Late"_s})
             TestSandbox::makeApp(trashed(name + u".app"_s), u"com.example."_s + QString(name).remove(u' ').remove(u'/'), QFileInfo(name).fileName());
+        ThreadLauncher::setRefusedForTests(true); // its threads are made later, once they can be
         m_delegate = std::make_unique<AppDelegate>();
         m_delegate->applicationDidFinishLaunching();
+        ThreadLauncher::setRefusedForTests(false);
         QVERIFY(window());
     }
     void cleanup()

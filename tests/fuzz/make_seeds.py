@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Writes the seed inputs of the fuzz targets that Python's plistlib and plain text
-can make (corpus/<target>/). The command files written by the helper's own archiver
+can make (corpus/<target>/). The seeds of PropertyListGuard are written by hand (libplist's
+reading of quotes, DOCTYPEs and empty roots). The command files written by the helper's own archiver
 (corpus/FileMessage/project-*.msgfortwhelp) come from "tarnwick-msg exclude --no-send
 PATH..." and "tarnwick-msg clear --no-send". Run from anywhere:
 
@@ -92,18 +93,6 @@ def bundle_seeds():
     write("Bundle", "root-array.plist", plistlib.dumps(["CFBundleIdentifier", "x"], fmt=plistlib.FMT_BINARY))
 
 
-def guard_seeds():
-    # Nesting as libplist reads it: quoted text inside tags, processing instructions
-    # and DOCTYPEs, comments and CDATA inside leaves, an empty root followed by more.
-    write("PropertyListGuard", "info-xml.plist", plistlib.dumps({"CFBundleIdentifier": "com.example.x", "a": [[1]]}))
-    write("PropertyListGuard", "quoted-slash.plist", b'<plist>' + b'<array a="/>">' * 6 + b'</array>' * 6 + b'</plist>')
-    write("PropertyListGuard", "quoted-end-tags.plist",
-          b'<?xml a="?></array>"?><!DOCTYPE plist [ <!ENTITY x "]></array>"> ]><plist><array><array b=">">'
-          b'<string>a<!-- </string> --><![CDATA[</string>]]></string></array></array></plist>')
-    write("PropertyListGuard", "empty-root.plist", b'<plist><array/><dict><key>k</key><array><true/></array></dict></plist>')
-    write("PropertyListGuard", "nested-binary.plist", plistlib.dumps([[[{"a": [[1]]}]]], fmt=plistlib.FMT_BINARY))
-
-
 def markup_seeds():
     samples = {
         "description": "<b>Example App</b> leaves <b>12.3 MB</b> of service files behind.<br>"
@@ -130,7 +119,6 @@ def main():
     file_message_seeds()
     watcher_message_seeds()
     bundle_seeds()
-    guard_seeds()
     markup_seeds()
     colour_seeds()
     return 0

@@ -52,16 +52,11 @@ QByteArray sharedString(quint32 references, quint32 length)
                       4);
 }
 
-QByteArray xml(const QByteArray &inside)
+// An XML list of arrays opened with the given tag, nested as deep as the levels say,
+// with the middle in the deepest one.
+QByteArray xml(int levels, const QByteArray &open = "<array>", const QByteArray &middle = {})
 {
-    return "<plist version=\"1.0\">" + inside + "</plist>";
-}
-
-// Arrays opened with the given tag, nested as deep as the levels say, with the middle
-// in the deepest one.
-QByteArray arrays(int levels, const QByteArray &open = "<array>", const QByteArray &middle = {})
-{
-    return open.repeated(levels) + middle + QByteArray("</array>").repeated(levels);
+    return "<plist>" + open.repeated(levels) + middle + QByteArray("</array>").repeated(levels) + "</plist>";
 }
 
 QByteArray dictionaryWithKey(const QByteArray &key)
@@ -120,30 +115,29 @@ private Q_SLOTS:
         // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
         QTest::newRow("binary at the depth limit") << nestedArrays(PropertyList::kMaxDepth, 1) << true;
         QTest::newRow("binary 200 000 deep") << nestedArrays(200000, 1) << false;
-        QTest::newRow("XML at the depth limit") << xml(arrays(PropertyList::kMaxDepth)) << true;
-        QTest::newRow("XML 200 000 deep") << xml(arrays(200000)) << false;
+        QTest::newRow("XML at the depth limit") << xml(PropertyList::kMaxDepth) << true;
+        QTest::newRow("XML 200 000 deep") << xml(200000) << false;
         // libplist skips quoted text inside a tag: these arrays nest, and "/>" in quotes
         // does not make them empty. End tags in the quoted text of a processing
         // instruction or a DOCTYPE close nothing: 2000 steps up and back down that are
         // really up.
-        QTest::newRow("quoted \"/>\"") << xml(arrays(200000, "<array a=\"/>\">")) << false;
+        QTest::newRow("quoted \"/>\"") << xml(200000, "<array a=\"/>\">") << false;
         const QByteArray ends = QByteArray("</array>").repeated(100);
         for (const QByteArray &hiding : {"<?pi \"?>" + ends + "\"?>", "<!DOCTYPE p [ \"]>" + ends + "\" ]>"}) {
             const QByteArray steps = (QByteArray("<array>").repeated(100) + hiding).repeated(2000);
-            QTest::newRow(hiding.left(10)) << xml(steps + ends.repeated(2000)) << false;
+            QTest::newRow(hiding.left(10)) << xml(0, {}, steps + ends.repeated(2000)) << false;
         }
         // Comments and empty elements do not nest.
-        QTest::newRow("flat") << xml("<array>" + QByteArray("<!-- <array> --><array/><true/>").repeated(500) + "</array>") << true;
+        QTest::newRow("flat") << xml(1, "<array>", QByteArray("<!-- <array> --><array/><true/>").repeated(500)) << true;
         // 2^40 objects once expanded, from a file of a few hundred bytes; a little sharing is fine.
         QTest::newRow("shared arrays, 2^40") << nestedArrays(40, 2) << false;
         QTest::newRow("shared arrays, 2^8") << nestedArrays(8, 2) << true;
         // 10 MB of text from a 10 KB list is past the budget; 4 MB is fine.
         QTest::newRow("shared string, 10 MB") << sharedString(1000, 10000) << false;
         QTest::newRow("shared string, 4 MB") << sharedString(400, 10000) << true;
-        QTest::newRow("objects past the budget") << xml("<array>" + QByteArray("<true/>").repeated(300000) + "</array>") << false;
+        QTest::newRow("objects past the budget") << xml(1, "<array>", QByteArray("<true/>").repeated(300000)) << false;
         // libplist aborts on a key holding a NUL; a NUL inside a value does no harm.
         QTest::newRow("ASCII key") << dictionaryWithKey(QByteArray("\x52" "ab", 3)) << true;
-        QTest::newRow("UTF-16 key") << dictionaryWithKey(QByteArray("\x62\x00" "a\x00" "b", 5)) << true;
         QTest::newRow("ASCII key with NUL") << dictionaryWithKey(QByteArray("\x53" "a\x00" "b", 4)) << false;
         QTest::newRow("UTF-16 key with NUL") << dictionaryWithKey(QByteArray("\x62\x00" "a\x00\x00", 5)) << false;
         QTest::newRow("value with NUL") << binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x53" "a\x00" "b", 4)}) << true;
@@ -165,10 +159,6 @@ private Q_SLOTS:
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
         for (const QString &path : {fifo, QString("/dev/zero"), folder.path(), QString("/nonexistent/Info.plist")})
             QVERIFY2(!PropertyList::fromFile(path).has_value(), qPrintable(path));
-        QFile plain(folder.filePath("Plain.plist"));
-        QVERIFY(plain.open(QIODevice::WriteOnly) && plain.write(PropertyList::toData(QVariantList{true}, Format::Xml)) > 0);
-        plain.close();
-        QCOMPARE(PropertyList::fromFile(plain.fileName()), QVariant(QVariantList{true}));
     }
 };
 
