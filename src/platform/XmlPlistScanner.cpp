@@ -57,22 +57,14 @@ XmlPlistScanner::Step XmlPlistScanner::readMarkup()
         return readSpecial();
     if (m_data[m_at] != '?')
         return readElement();
-    findText("?>", true);
-    if (!startsWith("?>"))
-        return Step::Refused;
-    m_at += 2;
-    return Step::Next;
+    return skipPast("?>", true) ? Step::Next : Step::Refused;
 }
 
 XmlPlistScanner::Step XmlPlistScanner::readSpecial()
 {
     if (m_data.size() - m_at > 3 && startsWith("!--")) {
         m_at += 3;
-        findText("-->", false);
-        if (!startsWith("-->"))
-            return Step::Refused;
-        m_at += 3;
-        return Step::Next;
+        return skipPast("-->", false) ? Step::Next : Step::Refused;
     }
     if (m_data.size() - m_at > 8 && startsWith("!DOCTYPE"))
         return readDoctype();
@@ -98,13 +90,7 @@ XmlPlistScanner::Step XmlPlistScanner::readDoctype()
         }
         skipSpace();
     }
-    if (hasSubset) {
-        findText("]>", true);
-        if (!startsWith("]>"))
-            return Step::Refused;
-        m_at += 2;
-    }
-    return Step::Next;
+    return !hasSubset || skipPast("]>", true) ? Step::Next : Step::Refused;
 }
 
 XmlPlistScanner::Step XmlPlistScanner::readElement()
@@ -229,20 +215,12 @@ bool XmlPlistScanner::readTextInterruption()
         return false;
     if (startsWith("--")) {
         m_at += 2;
-        findText("-->", false);
-        if (!startsWith("-->"))
-            return false;
-        m_at += 3;
-        return true;
+        return skipPast("-->", false);
     }
     if (m_data[m_at] != '[' || ++m_at >= m_data.size() - 8 || !startsWith("CDATA["))
         return false;
     m_at += 6;
-    findText("]]>", false);
-    if (!startsWith("]]>"))
-        return false;
-    m_at += 3;
-    return true;
+    return skipPast("]]>", false);
 }
 
 // After "</": libplist compares as many bytes as the start tag's name took, with
@@ -285,6 +263,16 @@ void XmlPlistScanner::findChar(char wanted)
 {
     while (m_at < m_data.size() && m_data[m_at] != wanted)
         ++m_at;
+}
+
+// Past the marker; false when it does not follow.
+bool XmlPlistScanner::skipPast(QByteArrayView marker, bool skipQuotes)
+{
+    findText(marker, skipQuotes);
+    if (!startsWith(marker))
+        return false;
+    m_at += marker.size();
+    return true;
 }
 
 // Stops at the text, or, when it is not found, short of the data's last bytes; the

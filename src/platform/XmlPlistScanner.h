@@ -60,6 +60,7 @@ private:
 
     void skipSpace();
     void findChar(char wanted);
+    bool skipPast(QByteArrayView marker, bool skipQuotes);
     void findText(QByteArrayView wanted, bool skipQuotes);
     void findAny(QByteArrayView wanted, bool skipQuotes);
     bool skipQuoted();

@@ -73,7 +73,7 @@ private Q_SLOTS:
 
     // Queries over the same scopes at once share one walk, and so does one started just
     // after it finished; other scopes, and a query after the reuse time, walk again. A
-    // query dropped while it waits is never told; a walk nobody waits for is stopped.
+    // query stopped while it waits is never told; a walk nobody waits for is stopped.
     void burstsShareOneWalk()
     {
         std::atomic<int> walks{0};
@@ -87,11 +87,11 @@ private Q_SLOTS:
         for (int i = 0; i < 20; ++i)
             burst.push_back(started({"/x"}));
         const auto alone = started({"/alone"});
-        auto dropped = started({"/x"});
-        int droppedTold = 0;
+        const auto stopped = started({"/x"});
+        int stoppedTold = 0;
         const auto token = NotificationCenter::defaultCenter().addObserver(
-            this, Query::kDidFinishGatheringNotification, dropped.get(), [&droppedTold](const Notification &) { ++droppedTold; });
-        dropped.reset();
+            this, Query::kDidFinishGatheringNotification, stopped.get(), [&stoppedTold](const Notification &) { ++stoppedTold; });
+        stopped->stopQuery();
         QTRY_COMPARE_WITH_TIMEOUT(walks.load(), 2, 5000);
         alone->stopQuery(); // its walk ends without release
         QTRY_COMPARE_WITH_TIMEOUT(ApplicationBundleWalks::threadCount(), 1, 5000);
@@ -100,7 +100,7 @@ private Q_SLOTS:
         for (const auto &query : burst)
             QTRY_VERIFY_WITH_TIMEOUT(!query->isGathering(), 5000);
         NotificationCenter::defaultCenter().removeObserver(token);
-        QCOMPARE(droppedTold, 0);
+        QCOMPARE(stoppedTold, 0);
         QCOMPARE(burst.front()->results().size(), 1);
         QCOMPARE(burst.back()->results().first().value(Query::kItemPathKey), QVariant("/y/A.app"));
         QCOMPARE(walks.load(), 3);
