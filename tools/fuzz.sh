@@ -17,16 +17,17 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 seconds="${1:?usage: tools/fuzz.sh SECONDS [TARGET...]}"
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(FileMessage WatcherMessage Bundle AtributikaBridge ColorExtra)
+[ ${#targets[@]} -gt 0 ] || targets=(FileMessage WatcherMessage Bundle PropertyListGuard AtributikaBridge ColorExtra)
 build="${TW_FUZZ_BUILD:-$root/build-fuzz}"
 
 # Longest input per target: above the real inputs of its kind (a description with
 # the longest file name is under 1 KB, a command file with a few paths under 1 KB, an
 # Info.plist a few KB) and small enough to keep the rate up; the parsers' handling of
-# each element does not change with the length.
-declare -A max_len=([FileMessage]=8192 [WatcherMessage]=4096 [Bundle]=8192 [AtributikaBridge]=1024
+# each element does not change with the length. The guard's differential target needs
+# room for nesting a few hundred levels deeper than the guard allows.
+declare -A max_len=([FileMessage]=8192 [WatcherMessage]=4096 [Bundle]=8192 [PropertyListGuard]=16384 [AtributikaBridge]=1024
                     [ColorExtra]=64)
-declare -A dictionary=([FileMessage]=plist [Bundle]=plist [WatcherMessage]=WatcherMessage
+declare -A dictionary=([FileMessage]=plist [Bundle]=plist [PropertyListGuard]=plist [WatcherMessage]=WatcherMessage
                        [AtributikaBridge]=AtributikaBridge)
 
 # shellcheck source=tools/quietly.sh

@@ -154,7 +154,8 @@ private:
 };
 
 // Reads objects by UID. Nesting is bounded by the depth limit, the total work by a
-// budget of values, and an object met again while it is being read is a cycle.
+// budget of values and one of text, and an object met again while it is being read is
+// a cycle.
 class Unarchiver
 {
 public:
@@ -172,6 +173,7 @@ public:
         const QVariant &object = m_objects.at(qsizetype(*index));
         switch (object.metaType().id()) {
         case QMetaType::QString:
+            return spendText(object);
         case QMetaType::LongLong:
         case QMetaType::Double:
         case QMetaType::Bool:
@@ -228,7 +230,7 @@ private:
             return std::nullopt;
         if (*kind == Kind::String) {
             const QVariant text = object.value(kStringKey);
-            return text.metaType().id() == QMetaType::QString ? std::optional<QVariant>(text) : std::nullopt;
+            return text.metaType().id() == QMetaType::QString ? spendText(text) : std::nullopt;
         }
         const auto values = decodeAll(object.value(kValuesKey), depth + 1);
         if (*kind == Kind::Array || !values)
@@ -243,6 +245,12 @@ private:
             map.insert(keys->at(i).toString(), values->at(i));
         }
         return map;
+    }
+
+    std::optional<QVariant> spendText(const QVariant &text)
+    {
+        m_textBudget -= text.toString().size();
+        return m_textBudget < 0 ? std::nullopt : std::optional<QVariant>(text);
     }
 
     std::optional<QVariantList> decodeAll(const QVariant &references, int depth)
@@ -262,6 +270,7 @@ private:
     const QVariantList &m_objects;
     std::vector<bool> m_inProgress;
     qint64 m_budget = KeyedArchive::kMaxValues;
+    qint64 m_textBudget = KeyedArchive::kMaxTextCharacters;
 };
 
 } // namespace

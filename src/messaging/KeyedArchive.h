@@ -20,6 +20,9 @@ public:
     static constexpr int kMaxDepth = 32;
     // Values a read may produce in all; an object referred to twice counts twice.
     static constexpr qint64 kMaxValues = 1 << 18;
+    // Characters of text a read may produce in all, a string referred to twice counted
+    // twice: whoever uses the values copies each of them.
+    static constexpr qint64 kMaxTextCharacters = 8 << 20;
 
     // The archive of the value (dictionaries as NSDictionary, arrays as NSArray, strings
     // and numbers inline); empty when the value holds anything else or nests too deep.

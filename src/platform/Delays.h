@@ -16,11 +16,13 @@ public:
     static constexpr ms kFolderSearch{2000};       // wait before a moved-in folder is searched
     static constexpr ms kClearExclusions{5000};    // a clear command takes effect this late
     static constexpr ms kMetadataSearchLimit{30000};
+    static constexpr ms kMetadataWalkReuse{2000};  // a finished walk answers new searches this long
     static constexpr ms kFocusLossGrace{2000};     // a notification ignores focus loss this long
     static constexpr ms kWatcherSlice{1000};       // one wait of a kernel-event watcher thread
     static constexpr ms kWorkerIdlePoll{1000};     // an idle size worker looks for work this often
     static constexpr ms kFadeIn{1000};             // the notification window's fade-in
     static constexpr ms kAnswerKeyGuard{600};      // a shown notification ignores its answering keys this long
+    static constexpr ms kThreadRetry{1000};        // a thread the system refused is tried again
 
     // The delay as the running process uses it: the shipped value divided by the
     // test divisor (1 outside tests), never below one millisecond.

@@ -1,9 +1,9 @@
 #include "PropertyList.h"
 
 #include "PropertyListGuard.h"
+#include "RegularFile.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QTimeZone>
 
 #include <plist/plist.h>
@@ -232,10 +232,8 @@ std::optional<QVariant> PropertyList::fromData(const QByteArray &data)
 
 std::optional<QVariant> PropertyList::fromFile(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > kMaxFileSize)
-        return std::nullopt;
-    return fromData(file.read(kMaxFileSize + 1));
+    const auto data = RegularFile::read(path, kMaxFileSize);
+    return data ? fromData(*data) : std::nullopt;
 }
 
 QByteArray PropertyList::toData(const QVariant &value, Format format)

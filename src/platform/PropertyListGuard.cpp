@@ -1,6 +1,6 @@
 #include "PropertyListGuard.h"
 
-#include <QByteArrayView>
+#include "XmlPlistScanner.h"
 
 #include <optional>
 #include <vector>
@@ -31,6 +31,13 @@ struct Object
     bool isText() const { return type >= 0x5 && type <= 0x7; }
     // A dictionary refers to its keys, then to as many values.
     quint64 referenceCount() const { return isDictionary() ? count * 2 : count; }
+    // The bytes of text or data libplist makes of it.
+    quint64 contentBytes() const
+    {
+        if (type == 0x6)
+            return count * 3; // UTF-16 becomes UTF-8
+        return type == 0x4 || isText() ? count : 0;
+    }
 };
 
 // Reads the objects of a binary list through its trailer and offset table, checking
@@ -124,11 +131,14 @@ private:
 
 bool PropertyListGuard::isSafeToParse(const QByteArray &data, int maxDepth)
 {
-    return data.startsWith("bplist") ? isSafeBinary(data, maxDepth) : isSafeText(data, maxDepth);
+    // libplist takes data for binary by these eight bytes alone, anything else for XML.
+    if (data.startsWith("bplist00"))
+        return isSafeBinary(data, maxDepth);
+    return XmlPlistScanner::isWithin(data, {maxDepth, kMaxObjects, kMaxContentBytes});
 }
 
 // Walks the object graph from the top object with an explicit stack. Every reference
-// counts against the budget, so shared containers are paid for as libplist expands
+// counts against the budgets, so shared objects are paid for as libplist expands
 // them, and a reference cycle runs into the depth limit.
 bool PropertyListGuard::isSafeBinary(const QByteArray &data, int maxDepth)
 {
@@ -142,11 +152,12 @@ bool PropertyListGuard::isSafeBinary(const QByteArray &data, int maxDepth)
     };
     std::vector<Pending> pending{{list.topObject(), 0}};
     qint64 produced = 1;
+    quint64 contentBytes = 0;
     while (!pending.empty()) {
         const Pending current = pending.back();
         pending.pop_back();
         const auto object = list.object(current.index);
-        if (!object)
+        if (!object || (contentBytes += object->contentBytes()) > quint64(kMaxContentBytes))
             return false;
         if (!object->isContainer())
             continue;
@@ -163,40 +174,6 @@ bool PropertyListGuard::isSafeBinary(const QByteArray &data, int maxDepth)
             }
             pending.push_back({index, current.depth + 1});
         }
-    }
-    return true;
-}
-
-// Counts the nesting of elements, skipping comments, CDATA sections, declarations and
-// processing instructions; self-closing elements do not nest. Two levels more than
-// the value depth are allowed: the <plist> element and the leaf elements.
-bool PropertyListGuard::isSafeText(const QByteArray &data, int maxDepth)
-{
-    const auto skipPast = [&](qsizetype from, const char *marker) {
-        const qsizetype at = data.indexOf(marker, from);
-        return at < 0 ? data.size() : at + qsizetype(qstrlen(marker));
-    };
-    int depth = 0;
-    qsizetype i = data.indexOf('<');
-    while (i >= 0 && i < data.size()) {
-        const QByteArrayView head = QByteArrayView(data).sliced(i);
-        if (head.startsWith("<!--")) {
-            i = skipPast(i + 4, "-->");
-        } else if (head.startsWith("<![CDATA[")) {
-            i = skipPast(i + 9, "]]>");
-        } else if (head.startsWith("<?")) {
-            i = skipPast(i + 2, "?>");
-        } else {
-            const qsizetype close = data.indexOf('>', i + 1);
-            if (close < 0)
-                break;
-            if (head.startsWith("</"))
-                depth = depth > 0 ? depth - 1 : 0;
-            else if (!head.startsWith("<!") && data.at(close - 1) != '/' && ++depth > maxDepth + 2)
-                return false;
-            i = close + 1;
-        }
-        i = data.indexOf('<', i);
     }
     return true;
 }

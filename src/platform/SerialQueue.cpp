@@ -1,25 +1,31 @@
 #include "SerialQueue.h"
 
+#include "Delays.h"
+#include "MainThread.h"
+#include "ThreadLauncher.h"
+
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <pthread.h>
-
-namespace {
-
-// Linux thread names hold at most 15 characters.
-constexpr qsizetype kThreadNameLimit = 15;
-
-} // namespace
+#include <thread>
 
 // Shared by the queue object and its thread, so that the thread may outlive the
 // object when a task destroys its own queue.
-struct SerialQueue::State
+struct SerialQueue::State : std::enable_shared_from_this<State>
 {
+    explicit State(QString name)
+        : label(std::move(name))
+    {
+    }
+
+    const QString label;
     std::mutex lock;
     std::condition_variable wake;
     std::deque<Task> tasks;
     bool stopping = false;
+    bool retryArmed = false;
+    std::thread thread; // written under the lock until stopping is set
+    std::atomic<std::thread::id> threadId;
 
     void run()
     {
@@ -36,14 +42,35 @@ struct SerialQueue::State
             task();
         }
     }
+
+    // Under the lock: makes the thread when there is none yet; while the system
+    // refuses it, tries again a little later for the tasks kept meanwhile.
+    void ensureThread()
+    {
+        if (thread.joinable() || stopping)
+            return;
+        thread = ThreadLauncher::start(label, [self = shared_from_this()] { self->run(); });
+        threadId = thread.get_id();
+        if (thread.joinable() || retryArmed)
+            return;
+        retryArmed = true;
+        MainThread::after(Delays::scaled(Delays::kThreadRetry), nullptr, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                std::lock_guard guard(self->lock);
+                self->retryArmed = false;
+                self->ensureThread();
+                self->wake.notify_one();
+            }
+        });
+    }
 };
 
 SerialQueue::SerialQueue(QString label)
     : m_label(std::move(label))
-    , m_state(std::make_shared<State>())
+    , m_state(std::make_shared<State>(m_label))
 {
-    m_thread = std::thread([state = m_state] { state->run(); });
-    ::pthread_setname_np(m_thread.native_handle(), m_label.left(kThreadNameLimit).toUtf8().constData());
+    std::lock_guard guard(m_state->lock);
+    m_state->ensureThread();
 }
 
 SerialQueue::~SerialQueue()
@@ -57,9 +84,9 @@ SerialQueue::~SerialQueue()
     m_state->wake.notify_all();
     dropped.clear(); // outside the lock: a dropped task's captures may post elsewhere
     if (isCurrent())
-        m_thread.detach();
-    else
-        m_thread.join();
+        m_state->thread.detach();
+    else if (m_state->thread.joinable())
+        m_state->thread.join();
 }
 
 void SerialQueue::async(Task task)
@@ -74,11 +101,12 @@ void SerialQueue::async(Task task)
         if (state->stopping)
             return;
         state->tasks.push_back(std::move(task));
+        state->ensureThread();
     }
     state->wake.notify_one();
 }
 
 bool SerialQueue::isCurrent() const
 {
-    return std::this_thread::get_id() == m_thread.get_id();
+    return std::this_thread::get_id() == m_state->threadId.load();
 }

@@ -4,10 +4,13 @@
 
 #include <functional>
 #include <memory>
-#include <thread>
 
 // A serial queue: one thread that runs posted tasks one at a time, first in, first
 // out. The label names the thread (as seen by ps and debuggers).
+//
+// When the system refuses the thread (ThreadLauncher), tasks are kept, in order, and
+// the thread is tried again with each new task and, when a main thread runs, after
+// Delays::kThreadRetry; the kept tasks run once it starts.
 //
 // Destruction stops taking new tasks, drops the tasks that have not started, lets
 // the running task finish and joins the thread (or, when a task of the queue
@@ -32,5 +35,4 @@ private:
 
     const QString m_label;
     std::shared_ptr<State> m_state;
-    std::thread m_thread;
 };

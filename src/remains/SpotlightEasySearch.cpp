@@ -4,19 +4,26 @@
 #include "platform/Delays.h"
 #include "platform/MainThread.h"
 #include "platform/MetadataIndexQuery.h"
-#include "platform/NotificationCenter.h"
+
+#include <QCoreApplication>
+#include <QPointer>
 
 #include <chrono>
 #include <unordered_map>
 
 namespace {
 
+using Registry = std::unordered_map<const SpotlightEasySearch *, std::shared_ptr<SpotlightEasySearch>>;
+
 // The running searches, created on first use; main thread only.
-std::unordered_map<const SpotlightEasySearch *, std::shared_ptr<SpotlightEasySearch>> &registry()
+Registry &registry()
 {
-    static auto *running = new std::unordered_map<const SpotlightEasySearch *, std::shared_ptr<SpotlightEasySearch>>();
+    static auto *running = new Registry();
     return *running;
 }
+
+// Set once the application is about to quit; from then on no block is called.
+bool g_quitting = false;
 
 } // namespace
 
@@ -29,14 +36,16 @@ SpotlightEasySearch::SpotlightEasySearch()
     : m_pMetadataQuery(MetadataIndexQuery::create())
     , m_maxWaitTime(std::chrono::duration<double>(Delays::scaled(Delays::kMetadataSearchLimit)).count())
 {
-    // Every query's notification arrives here; endSearchingNotify keeps its own.
-    NotificationCenter::defaultCenter().addObserver(this, MetadataIndexQuery::kDidFinishGatheringNotification, nullptr,
-                                                    [this](const Notification &note) { endSearchingNotify(&note); });
+    // Only its own query's notification: hearing every query's and keeping its own
+    // made a burst of n searches cost n^2 handler calls.
+    m_observation = NotificationCenter::defaultCenter().addObserver(
+        this, MetadataIndexQuery::kDidFinishGatheringNotification, m_pMetadataQuery.get(),
+        [this](const Notification &note) { endSearchingNotify(&note); });
 }
 
 SpotlightEasySearch::~SpotlightEasySearch()
 {
-    NotificationCenter::defaultCenter().removeObserver(this);
+    NotificationCenter::defaultCenter().removeObserver(m_observation);
 }
 
 void SpotlightEasySearch::setResultBlock(ResultBlock block)
@@ -89,7 +98,7 @@ void SpotlightEasySearch::endSearchingNotify(const Notification *notification)
     const auto keepAlive = weak_from_this().lock(); // leaving the registry may release the last owner
     if (!m_pMetadataQuery->isStopped())
         m_pMetadataQuery->stopQuery();
-    if (m_pResultBlock) {
+    if (m_pResultBlock && !g_quitting) {
         const ResultBlock block = std::exchange(m_pResultBlock, nullptr);
         block(this, m_pMetadataQuery.get());
     }
@@ -98,8 +107,27 @@ void SpotlightEasySearch::endSearchingNotify(const Notification *notification)
 
 void SpotlightEasySearch::SavePointer(const std::shared_ptr<SpotlightEasySearch> &search)
 {
+    static QPointer<QCoreApplication> watched;
+    if (QCoreApplication *application = QCoreApplication::instance(); application && watched != application) {
+        watched = application;
+        g_quitting = false;
+        QObject::connect(application, &QCoreApplication::aboutToQuit, application, &SpotlightEasySearch::stopAllWithoutAnswers);
+    }
     if (search)
         registry().emplace(search.get(), search);
+}
+
+// A block called now would act on an application that is going away (the remains
+// finder's would start a notification).
+void SpotlightEasySearch::stopAllWithoutAnswers()
+{
+    g_quitting = true;
+    Registry running;
+    running.swap(registry());
+    for (const auto &[key, search] : running) {
+        search->m_pResultBlock = nullptr;
+        search->m_pMetadataQuery->stopQuery();
+    }
 }
 
 void SpotlightEasySearch::RemovePointer(const SpotlightEasySearch *search)

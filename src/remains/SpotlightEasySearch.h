@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/NotificationCenter.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -7,12 +9,15 @@
 #include <memory>
 
 class MetadataIndexQuery;
-struct Notification;
 
 // A one-shot metadata search: runs one index query, waits until its first gathering has
 // finished or the time limit has passed, hands the query with its results to the result
 // block (at most once) and keeps itself alive meanwhile in a class-wide registry, so that
 // a caller can start a search and forget it.
+//
+// When the application is about to quit (QCoreApplication::aboutToQuit), every running
+// search stops and is dropped without calling its block, and no block is called
+// afterwards.
 //
 // Main thread only. Owned through shared_ptr (the registry and the time-out hold it).
 class SpotlightEasySearch : public std::enable_shared_from_this<SpotlightEasySearch>
@@ -48,8 +53,10 @@ public:
 private:
     SpotlightEasySearch();
     void armTimeOut();
+    static void stopAllWithoutAnswers();
 
     std::shared_ptr<MetadataIndexQuery> m_pMetadataQuery;
+    NotificationCenter::Token m_observation = NotificationCenter::Token::None;
     ResultBlock m_pResultBlock;
     double m_maxWaitTime;
 };

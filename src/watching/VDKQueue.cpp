@@ -6,11 +6,11 @@
 #include "platform/KernelEventQueue.h"
 #include "platform/MainThread.h"
 #include "platform/NotificationCenter.h"
+#include "platform/ThreadLauncher.h"
 
 #include <QVariantMap>
 
 #include <array>
-#include <pthread.h>
 #include <utility>
 #include <vector>
 
@@ -95,11 +95,27 @@ VDKQueuePathEntry *VDKQueue::addPathToQueue(const QString &path, quint32 mask)
         entry = created.get();
         watchedPathEntries.emplace(path, std::move(created));
     }
-    if (!keepWatcherThreadRunning.exchange(true)) {
-        m_watcherThread = std::thread([this] { watcherThread(); });
-        ::pthread_setname_np(m_watcherThread.native_handle(), kThreadName);
-    }
+    startWatcherThread();
     return entry;
+}
+
+// Under the lock. A thread the system refuses is tried again a slice later: the kernel
+// keeps the changes meanwhile, and the thread reads them once it runs.
+void VDKQueue::startWatcherThread()
+{
+    if (keepWatcherThreadRunning.exchange(true))
+        return;
+    m_watcherThread = ThreadLauncher::start(QString::fromLatin1(kThreadName), [this] { watcherThread(); });
+    if (m_watcherThread.joinable())
+        return;
+    keepWatcherThreadRunning = false;
+    MainThread::after(Delays::scaled(Delays::kThreadRetry), nullptr, [this, alive = std::weak_ptr<const bool>(m_alive)] {
+        if (alive.expired())
+            return;
+        std::lock_guard guard(m_lock);
+        if (!watchedPathEntries.empty())
+            startWatcherThread();
+    });
 }
 
 void VDKQueue::removePath(const QString &path)

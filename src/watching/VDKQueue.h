@@ -67,6 +67,7 @@ public:
 private:
     explicit VDKQueue(std::unique_ptr<KernelEventQueue> coreQueue);
     VDKQueuePathEntry *addPathToQueue(const QString &path, quint32 mask);
+    void startWatcherThread();
     void watcherThread();
     void dispatch(int watch, quint32 events);
     void deliverOnMainThread(const QString &path, quint32 events);

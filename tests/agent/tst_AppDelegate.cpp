@@ -8,11 +8,14 @@
 #include "notification/RichNotificationWC.h"
 #include "platform/Bundle.h"
 #include "platform/Delays.h"
+#include "platform/ThreadLauncher.h"
 
 #include <QDir>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -65,8 +68,10 @@ private Q_SLOTS:
         m_mainApplication = FakeApplications::makeScriptApp(m_sandbox->path(u"Applications/Tarnwick.app"_s), u"com.corbelle.TarnwickS"_s);
         for (const QString &name : {u"Foo Bar"_s, u"Bazooka"_s, u"Old Apps/Foo Bar"_s, u"Qux"_s, u"Late"_s})
             TestSandbox::makeApp(trashed(name + u".app"_s), u"com.example."_s + QString(name).remove(u' ').remove(u'/'), QFileInfo(name).fileName());
+        ThreadLauncher::setRefusedForTests(true); // its threads are made later, once they can be
         m_delegate = std::make_unique<AppDelegate>();
         m_delegate->applicationDidFinishLaunching();
+        ThreadLauncher::setRefusedForTests(false);
         QVERIFY(window());
     }
     void cleanup()
@@ -76,9 +81,13 @@ private Q_SLOTS:
         m_delegate->setExcluders({});
     }
 
-    // The helper hands paths over; it removes nothing itself.
+    // The helper hands paths over; it removes nothing itself. Info.plists that are FIFOs,
+    // in a trashed bundle and in an installed one, would block the main thread's read.
     void trashedAppReachesTheMainApplication()
     {
+        for (const QString &fifo : {m_sandbox->path(u"Downloads/Fifo.app"_s), m_sandbox->systemApplications() + u"/Group/Fifo.app"_s})
+            QVERIFY(QDir().mkpath(fifo + u"/Contents"_s) && ::mkfifo(QFile::encodeName(fifo + u"/Contents/Info.plist"_s).constData(), 0600) == 0);
+        QVERIFY(QDir().rename(m_sandbox->path(u"Downloads/Fifo.app"_s), trashed(u"Fifo.app"_s)));
         const QString app = TestSandbox::makeApp(m_sandbox->path(u"Downloads/Foo.app"_s), u"com.example.Foo"_s, u"Foo"_s);
         TestSandbox::makeFile(app + u"/Contents/MacOS/Foo"_s, 4096);
         const QString cache = TestSandbox::makeFile(m_sandbox->path(u"Library/Caches/com.example.Foo/db"_s), 8192);

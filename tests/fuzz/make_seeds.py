@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Writes the seed inputs of the fuzz targets that Python's plistlib and plain text
-can make (corpus/<target>/). The command files written by the helper's own archiver
+can make (corpus/<target>/). The seeds of PropertyListGuard are written by hand (libplist's
+reading of quotes, DOCTYPEs and empty roots). The command files written by the helper's own archiver
 (corpus/FileMessage/project-*.msgfortwhelp) come from "tarnwick-msg exclude --no-send
 PATH..." and "tarnwick-msg clear --no-send". Run from anywhere:
 

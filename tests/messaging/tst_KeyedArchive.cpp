@@ -148,6 +148,7 @@ private Q_SLOTS:
             << archiveOf({"$null", dictionaryObject({uid(3)}, {uid(2)}, 5), arrayObject({uid(1)}, 4), "k", arrayClass, dictionaryClass});
         QTest::newRow("nested too deep") << chainOfArrays(KeyedArchive::kMaxDepth + 2, 1);
         QTest::newRow("shared beyond the value budget") << chainOfArrays(30, 2); // 2^30 values
+        QTest::newRow("text shared beyond its budget") << archiveOf({"$null", arrayObject(QVariantList(1000, uid(2)), 3), QString(10000, 'x'), classObject("NSArray")});
         QTest::newRow("key not a string") << archiveOf({"$null", dictionaryObject({uid(2)}, {uid(2)}, 3), qint64(5), dictionaryClass});
         QTest::newRow("more keys than values") << archiveOf({"$null", dictionaryObject({uid(2), uid(2)}, {uid(2)}, 3), "k", dictionaryClass});
         QTest::newRow("keys missing") << archiveOf({"$null", arrayObject({uid(2)}, 3), "k", dictionaryClass});

@@ -1,5 +1,5 @@
 #include "support/TestSandbox.h"
-#include "platform/MainThread.h"
+#include "platform/Delays.h"
 #include "platform/MetadataIndexQuery.h"
 #include "platform/NotificationCenter.h"
 
@@ -54,6 +54,8 @@ private Q_SLOTS:
         const QString scope = m_sandbox->path("apps");
         const QString top = TestSandbox::makeApp(scope + "/Top.app", "com.example.top");
         const QString nested = TestSandbox::makeApp(scope + "/Group/Deeper/Nested.APP", "com.example.nested");
+        const QString deepest = TestSandbox::makeApp(scope + "/Group/Deeper/Deepest/Four.app", "com.example.four");
+        TestSandbox::makeApp(scope + "/Group/Deeper/Deepest/Deeper/Five.app", "com.example.five"); // past the depth limit
         const QString anonymous = TestSandbox::makeApp(scope + "/Anonymous.app", QString());
         TestSandbox::makeApp(top + "/Contents/Helpers/Inner.app", "com.example.inner"); // not entered
         TestSandbox::makeApp(scope + "/Kit.framework/Embedded.app", "com.example.embedded"); // nor other packages
@@ -63,47 +65,65 @@ private Q_SLOTS:
         const QString other = TestSandbox::makeApp(m_sandbox->path("other/Other.app"), "com.example.other");
 
         const QStringList scopes{scope, m_sandbox->path("other"), scope};
-        QCOMPARE(gather("kMDItemPath LIKE '?*'", scopes), (QStringList{anonymous, nested, top, other}));
+        QCOMPARE(gather("kMDItemPath LIKE '?*'", scopes), (QStringList{anonymous, deepest, nested, top, other}));
         QCOMPARE(gather("kMDItemCFBundleIdentifier == 'com.example.nested'", scopes), QStringList{nested});
-        QCOMPARE(gather("kMDItemCFBundleIdentifier LIKE '*'", scopes), (QStringList{nested, top, other}));
+        QCOMPARE(gather("kMDItemCFBundleIdentifier LIKE '*'", scopes), (QStringList{deepest, nested, top, other}));
         QCOMPARE(gather("kMDItemPath LIKE '?*'", {m_sandbox->path("missing")}), QStringList{});
     }
 
-    // A query starts once; one dropped while its gathering runs is simply never told: the
-    // gathering ends early and nothing is posted for it.
-    void droppedQueriesReportNothingMore()
+    // Queries over the same scopes at once share one walk, and so does one started just
+    // after it finished; other scopes, and a query after the reuse time, walk again. A
+    // query stopped while it waits is never told; a walk nobody waits for is stopped.
+    void burstsShareOneWalk()
     {
-        std::atomic<bool> started{false};
-        Query::setIndexSource([&started](const QStringList &, const Query::IsStopped &isStopped) {
-            for (started = true; !isStopped();)
+        std::atomic<int> walks{0};
+        std::atomic<bool> release{false};
+        Query::setIndexSource([&](const QStringList &scopes, const Query::IsStopped &isStopped) {
+            for (++walks; !release && !isStopped();)
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            return QList<Item>{};
+            return QList<Item>{{{Query::kItemPathKey, scopes.first() + "/A.app"}}};
         });
-        int notifications = 0;
-        NotificationCenter::defaultCenter().addObserver(this, Query::kDidFinishGatheringNotification, nullptr,
-                                                        [&notifications](const Notification &) { ++notifications; });
-        auto query = Query::create();
-        QVERIFY(query->setPredicate("kMDItemPath LIKE '?*'") && query->startQuery() && query->isGathering());
-        QVERIFY(!query->startQuery());
-        QTRY_VERIFY_WITH_TIMEOUT(started.load(), 5000);
-        query.reset(); // stops and joins the gathering
-        bool reached = false;
-        MainThread::async([&reached] { reached = true; });
-        QTRY_VERIFY_WITH_TIMEOUT(reached, 5000);
-        NotificationCenter::defaultCenter().removeObserver(this);
-        QCOMPARE(notifications, 0);
+        std::vector<std::shared_ptr<Query>> burst;
+        for (int i = 0; i < 20; ++i)
+            burst.push_back(started({"/x"}));
+        const auto alone = started({"/alone"});
+        const auto stopped = started({"/x"});
+        int stoppedTold = 0;
+        const auto token = NotificationCenter::defaultCenter().addObserver(
+            this, Query::kDidFinishGatheringNotification, stopped.get(), [&stoppedTold](const Notification &) { ++stoppedTold; });
+        stopped->stopQuery();
+        QTRY_COMPARE_WITH_TIMEOUT(walks.load(), 2, 5000);
+        alone->stopQuery(); // its walk ends without release
+        QTRY_COMPARE_WITH_TIMEOUT(ApplicationBundleWalks::threadCount(), 1, 5000);
+        burst.push_back(started({"/y"}));
+        release = true;
+        for (const auto &query : burst)
+            QTRY_VERIFY_WITH_TIMEOUT(!query->isGathering(), 5000);
+        NotificationCenter::defaultCenter().removeObserver(token);
+        QCOMPARE(stoppedTold, 0);
+        QCOMPARE(burst.front()->results().size(), 1);
+        QCOMPARE(burst.back()->results().first().value(Query::kItemPathKey), QVariant("/y/A.app"));
+        QCOMPARE(walks.load(), 3);
+        QVERIFY(gather("kMDItemPath LIKE '?*'", {"/x"}) == QStringList{"/x/A.app"} && walks == 3);
+        QTest::qWait(2 * Delays::scaledMs(Delays::kMetadataWalkReuse));
+        QVERIFY(gather("kMDItemPath LIKE '?*'", {"/x"}) == QStringList{"/x/A.app"} && walks == 4);
     }
 
 private:
+    static std::shared_ptr<Query> started(const QStringList &scopes, const QString &predicate = "kMDItemPath LIKE '?*'")
+    {
+        auto query = Query::create();
+        query->setSearchScopes(scopes);
+        return query->setPredicate(predicate) && query->startQuery() ? query : nullptr;
+    }
+
     // Runs one query until it has gathered (its finish, like the notification posted with
     // it, comes through MainThread::async) and returns the paths it found.
     static QStringList gather(const QString &predicate, const QStringList &scopes)
     {
-        const auto query = Query::create();
-        query->setPredicate(predicate);
-        query->setSearchScopes(scopes);
+        const auto query = started(scopes, predicate);
         QStringList paths;
-        if (query->startQuery())
+        if (query)
             [&] { QTRY_VERIFY_WITH_TIMEOUT(!query->isGathering(), 5000); }();
         for (const Item &item : query->results())
             paths << item.value(Query::kItemPathKey).toString();

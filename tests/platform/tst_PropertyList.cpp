@@ -1,10 +1,12 @@
 #include "platform/PropertyList.h"
-#include "platform/PropertyListGuard.h"
 
 #include <QDateTime>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
 #include <QtEndian>
+
+#include <sys/stat.h>
 
 using Format = PropertyList::Format;
 
@@ -42,16 +44,30 @@ QByteArray nestedArrays(int levels, int referencesEach)
     return binaryList(objects, 4);
 }
 
-QByteArray nestedXml(int levels, const QByteArray &inside = {})
+// An array of `references` references to one ASCII string of `length` bytes.
+QByteArray sharedString(quint32 references, quint32 length)
 {
-    return "<plist version=\"1.0\">" + QByteArray("<array>").repeated(levels) + inside +
-           QByteArray("</array>").repeated(levels) + "</plist>";
+    return binaryList({"\xAF\x12" + bigEndian(references) + bigEndian(1).repeated(int(references)),
+                       "\x5F\x12" + bigEndian(length) + QByteArray(int(length), 'x')},
+                      4);
+}
+
+// An XML list of arrays opened with the given tag, nested as deep as the levels say,
+// with the middle in the deepest one.
+QByteArray xml(int levels, const QByteArray &open = "<array>", const QByteArray &middle = {})
+{
+    return "<plist>" + open.repeated(levels) + middle + QByteArray("</array>").repeated(levels) + "</plist>";
+}
+
+QByteArray dictionaryWithKey(const QByteArray &key)
+{
+    return binaryList({QByteArray("\xD1\x01\x02", 3), key, QByteArray("\x51" "v", 2)});
 }
 
 } // namespace
 
-// libplist recurses on nesting and copies shared binary objects, and aborts on some
-// keys: such input must be refused before it reaches it.
+// libplist recurses on nesting, copies shared binary objects and aborts on some keys:
+// such input must be refused before it reaches it.
 class tst_PropertyList : public QObject
 {
     Q_OBJECT
@@ -82,44 +98,67 @@ private Q_SLOTS:
         }
     }
 
-    // Empty, random and truncated lists are refused through the keyed archive's hostile
-    // cases (tests/messaging) and the fuzz seeds; here the guard's own table checks on a
-    // two-object list: the array's reference past the objects, the string's offset beyond
-    // the data, more references than the data holds, a cut trailer.
-    void guardRefusesBrokenTablesDeepNestingAndExponentialSharing()
+    void guardLetsThroughOnlyWhatLibplistSurvives_data()
     {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<bool>("accepted");
+        // The guard's own table checks on a two-object list: the array's reference past
+        // the objects, the string's offset beyond the data, more references than the data
+        // holds, a cut trailer.
         const QByteArray valid = binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x51" "a", 2)});
-        QVERIFY(PropertyList::fromData(valid).has_value());
         const auto with = [&valid](qsizetype at, char value) { return QByteArray(valid).replace(at, 1, &value, 1); };
-        for (const QByteArray &data : {with(9, 7), with(valid.size() - 33, '\xF0'), with(8, '\xAF'), valid.chopped(1)})
-            QVERIFY2(!PropertyListGuard::isSafeToParse(data, 8), data.toHex());
-        QVERIFY(!PropertyList::fromFile("/nonexistent/Info.plist").has_value());
-
+        QTest::newRow("binary list") << valid << true;
+        QTest::newRow("reference past the objects") << with(9, 7) << false;
+        QTest::newRow("offset beyond the data") << with(valid.size() - 33, '\xF0') << false;
+        QTest::newRow("more references than bytes") << with(8, '\xAF') << false;
+        QTest::newRow("cut trailer") << valid.chopped(1) << false;
         // Nesting deeper than the limit reads as nothing rather than exhausting the stack.
-        QVERIFY(PropertyList::fromData(nestedArrays(PropertyList::kMaxDepth, 1)).has_value());
-        QVERIFY(!PropertyList::fromData(nestedXml(PropertyList::kMaxDepth + 10)).has_value());
-        QVERIFY(!PropertyList::fromData(nestedArrays(200000, 1)).has_value());
-        QVERIFY(!PropertyList::fromData(nestedXml(200000)).has_value());
-        // Comments and self-closing elements do not nest.
-        const QByteArray flat = nestedXml(1, QByteArray("<!-- <array> --><array/><true/>").repeated(500));
-        QCOMPARE(PropertyList::fromData(flat)->toList().size(), 1000);
+        QTest::newRow("binary at the depth limit") << nestedArrays(PropertyList::kMaxDepth, 1) << true;
+        QTest::newRow("binary 200 000 deep") << nestedArrays(200000, 1) << false;
+        QTest::newRow("XML at the depth limit") << xml(PropertyList::kMaxDepth) << true;
+        QTest::newRow("XML 200 000 deep") << xml(200000) << false;
+        // libplist skips quoted text inside a tag: these arrays nest, and "/>" in quotes
+        // does not make them empty. End tags in the quoted text of a processing
+        // instruction or a DOCTYPE close nothing: 2000 steps up and back down that are
+        // really up.
+        QTest::newRow("quoted \"/>\"") << xml(200000, "<array a=\"/>\">") << false;
+        const QByteArray ends = QByteArray("</array>").repeated(100);
+        for (const QByteArray &hiding : {"<?pi \"?>" + ends + "\"?>", "<!DOCTYPE p [ \"]>" + ends + "\" ]>"}) {
+            const QByteArray steps = (QByteArray("<array>").repeated(100) + hiding).repeated(2000);
+            QTest::newRow(hiding.left(10)) << xml(0, {}, steps + ends.repeated(2000)) << false;
+        }
+        // Comments and empty elements do not nest.
+        QTest::newRow("flat") << xml(1, "<array>", QByteArray("<!-- <array> --><array/><true/>").repeated(500)) << true;
         // 2^40 objects once expanded, from a file of a few hundred bytes; a little sharing is fine.
-        QVERIFY(!PropertyList::fromData(nestedArrays(40, 2)).has_value());
-        QVERIFY(PropertyList::fromData(nestedArrays(8, 2)).has_value());
+        QTest::newRow("shared arrays, 2^40") << nestedArrays(40, 2) << false;
+        QTest::newRow("shared arrays, 2^8") << nestedArrays(8, 2) << true;
+        // 10 MB of text from a 10 KB list is past the budget; 4 MB is fine.
+        QTest::newRow("shared string, 10 MB") << sharedString(1000, 10000) << false;
+        QTest::newRow("shared string, 4 MB") << sharedString(400, 10000) << true;
+        QTest::newRow("objects past the budget") << xml(1, "<array>", QByteArray("<true/>").repeated(300000)) << false;
+        // libplist aborts on a key holding a NUL; a NUL inside a value does no harm.
+        QTest::newRow("ASCII key") << dictionaryWithKey(QByteArray("\x52" "ab", 3)) << true;
+        QTest::newRow("ASCII key with NUL") << dictionaryWithKey(QByteArray("\x53" "a\x00" "b", 4)) << false;
+        QTest::newRow("UTF-16 key with NUL") << dictionaryWithKey(QByteArray("\x62\x00" "a\x00\x00", 5)) << false;
+        QTest::newRow("value with NUL") << binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x53" "a\x00" "b", 4)}) << true;
     }
 
-    void refusesKeysLibplistAbortsOn()
+    void guardLetsThroughOnlyWhatLibplistSurvives()
     {
-        const auto withKey = [](const QByteArray &key) {
-            return PropertyList::fromData(binaryList({QByteArray("\xD1\x01\x02", 3), key, QByteArray("\x51" "v", 2)}));
-        };
-        const QVariantMap ab{{"ab", "v"}};
-        QCOMPARE(withKey(QByteArray("\x52" "ab", 3))->toMap(), ab);
-        QCOMPARE(withKey(QByteArray("\x62\x00" "a\x00" "b", 5))->toMap(), ab);
-        QVERIFY(!withKey(QByteArray("\x53" "a\x00" "b", 4)).has_value());
-        QVERIFY(!withKey(QByteArray("\x62\x00" "a\x00\x00", 5)).has_value());
-        // A NUL inside a value does no harm (libplist ends the string there).
-        QVERIFY(PropertyList::fromData(binaryList({QByteArray("\xA1\x01", 2), QByteArray("\x53" "a\x00" "b", 4)})));
+        QFETCH(QByteArray, data);
+        QFETCH(bool, accepted);
+        QCOMPARE(PropertyList::fromData(data).has_value(), accepted);
+    }
+
+    // A FIFO would block the read until a writer came, a device forever: only regular
+    // files are read.
+    void readsOnlyRegularFiles()
+    {
+        QTemporaryDir folder;
+        const QString fifo = folder.filePath("Info.plist");
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        for (const QString &path : {fifo, QString("/dev/zero"), folder.path(), QString("/nonexistent/Info.plist")})
+            QVERIFY2(!PropertyList::fromFile(path).has_value(), qPrintable(path));
     }
 };
 

@@ -3,6 +3,7 @@
 #include "support/TestSandbox.h"
 #include "platform/KernelEventQueue.h"
 #include "platform/NotificationCenter.h"
+#include "platform/ThreadLauncher.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -62,6 +63,17 @@ class tst_VDKQueue : public QObject
 
 private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+
+    // A watcher thread the system refuses is tried again; a change made meanwhile arrives.
+    void watchesOnceItsThreadCanBeMade()
+    {
+        Watch watch;
+        ThreadLauncher::setRefusedForTests(true);
+        watch.queue->addPath(watch.root.path());
+        watch.make(u"early"_s);
+        ThreadLauncher::setRefusedForTests(false);
+        QTRY_VERIFY_WITH_TIMEOUT(watch.calls.contains(call(watch.root.path())), 5000);
+    }
 
     // One event's names come in the fixed order, on the main thread; when the delegate
     // destroys the queue at the first name, the others are dropped.
