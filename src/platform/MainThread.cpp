@@ -2,11 +2,11 @@
 
 #include <QCoreApplication>
 #include <QPointer>
-#include <QThread>
 #include <QTimer>
 
 #include <deque>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -16,74 +16,120 @@ namespace {
 // threads as well, but inside Qt, where ThreadSanitizer cannot see it: a task carried
 // in the event itself looked like a race between the thread that made it and the main
 // thread that ran it.
-struct PendingTasks
+//
+// The events go to a receiver of the queue's own rather than to the application, which
+// other threads must never read: the receiver is made when the application starts and
+// deleted when it quits, both under the lock, so no post can reach a receiver (or an
+// application) that is gone.
+struct MainQueue
 {
     std::mutex lock;
-    // Each task with the application it was posted to; tasks of an application that
-    // is gone are dropped, as its events are.
-    std::deque<std::pair<const QCoreApplication *, MainThread::Task>> tasks;
+    QObject *receiver = nullptr; // null while closed
+    std::thread::id mainThread;
+    std::deque<MainThread::Task> tasks;
 };
 
-PendingTasks &pendingTasks()
+// Never destroyed: a worker may post while the process runs its exit handlers.
+MainQueue &mainQueue()
 {
-    static PendingTasks pending;
-    return pending;
+    static auto *const queue = new MainQueue;
+    return *queue;
 }
 
 void runNextTask()
 {
-    const QCoreApplication *app = QCoreApplication::instance();
     MainThread::Task task;
     {
-        PendingTasks &pending = pendingTasks();
-        std::lock_guard guard(pending.lock);
-        while (!pending.tasks.empty() && !task) {
-            if (pending.tasks.front().first == app)
-                task = std::move(pending.tasks.front().second);
-            pending.tasks.pop_front();
-        }
+        MainQueue &queue = mainQueue();
+        std::lock_guard guard(queue.lock);
+        if (queue.tasks.empty())
+            return;
+        task = std::move(queue.tasks.front());
+        queue.tasks.pop_front();
     }
-    if (task)
-        task();
+    task();
+}
+
+// Closing drops the waiting tasks, outside the lock: their captures may post again.
+void close(bool applicationGone)
+{
+    std::deque<MainThread::Task> dropped;
+    QObject *receiver = nullptr;
+    {
+        MainQueue &queue = mainQueue();
+        std::lock_guard guard(queue.lock);
+        receiver = std::exchange(queue.receiver, nullptr);
+        dropped.swap(queue.tasks);
+        if (applicationGone)
+            queue.mainThread = {};
+    }
+    delete receiver; // takes its pending events along
+}
+
+// Runs on the main thread as every application is constructed.
+void open()
+{
+    QCoreApplication *app = QCoreApplication::instance();
+    {
+        MainQueue &queue = mainQueue();
+        std::lock_guard guard(queue.lock);
+        queue.receiver = new QObject;
+        queue.mainThread = std::this_thread::get_id();
+    }
+    QObject::connect(app, &QCoreApplication::aboutToQuit, app, [] { close(false); });
+    qAddPostRoutine([] { close(true); });
 }
 
 } // namespace
 
+Q_COREAPP_STARTUP_FUNCTION(open)
+
 void MainThread::async(Task task)
 {
-    QCoreApplication *app = QCoreApplication::instance();
-    if (!app || !task)
+    if (!task)
         return;
-    PendingTasks &pending = pendingTasks();
+    MainQueue &queue = mainQueue();
+    std::unique_lock guard(queue.lock);
+    if (!queue.receiver) {
+        guard.unlock();
+        return; // refused: the task goes here, on this thread, after the lock
+    }
     // Posted under the lock, so that the event (made here) reaches the main thread
     // through the same lock as the task; the functor holds nothing to read before
     // runNextTask() takes the lock.
-    std::lock_guard guard(pending.lock);
-    pending.tasks.emplace_back(app, std::move(task));
-    QMetaObject::invokeMethod(app, [] { runNextTask(); }, Qt::QueuedConnection);
+    queue.tasks.push_back(std::move(task));
+    QMetaObject::invokeMethod(queue.receiver, [] { runNextTask(); }, Qt::QueuedConnection);
 }
 
 void MainThread::after(std::chrono::milliseconds delay, const QObject *context, Task task)
 {
     if (!task)
         return;
-    const QObject *receiver = context ? context : QCoreApplication::instance();
-    if (!receiver)
-        return;
     if (!isCurrent()) {
         // Timers belong to the main thread; arm this one there.
-        QPointer<const QObject> guard(receiver);
-        async([delay, guard, task = std::move(task)]() mutable {
-            if (guard)
-                QTimer::singleShot(delay, guard.data(), std::move(task));
+        QPointer<const QObject> guard(context);
+        async([delay, guard, hasContext = context != nullptr, task = std::move(task)]() mutable {
+            if (hasContext && !guard)
+                return;
+            QTimer::singleShot(delay, hasContext ? guard.data() : QCoreApplication::instance(), std::move(task));
         });
         return;
     }
-    QTimer::singleShot(delay, receiver, std::move(task));
+    const QObject *receiver = context ? context : QCoreApplication::instance();
+    if (receiver)
+        QTimer::singleShot(delay, receiver, std::move(task));
 }
 
 bool MainThread::isCurrent()
 {
-    const QCoreApplication *app = QCoreApplication::instance();
-    return app && QThread::currentThread() == app->thread();
+    MainQueue &queue = mainQueue();
+    std::lock_guard guard(queue.lock);
+    return queue.mainThread != std::thread::id() && queue.mainThread == std::this_thread::get_id();
+}
+
+bool MainThread::isOpen()
+{
+    MainQueue &queue = mainQueue();
+    std::lock_guard guard(queue.lock);
+    return queue.receiver != nullptr;
 }
