@@ -4,54 +4,168 @@
 
 #include <QFile>
 
+#include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace {
 
-// Directory descriptors kept open along the current branch; below this depth a
-// directory is closed once read and its sub-directories are opened by path, so that a
-// very deep tree cannot exhaust the process's descriptors.
-constexpr int kHeldDescriptorDepth = 256;
 constexpr size_t kEntryBufferSize = 64 * 1024;
-constexpr int kSubdirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+struct FileId
+{
+    dev_t device;
+    ino_t inode;
+    bool operator==(const FileId &) const = default;
+};
+
+struct FileIdHash
+{
+    size_t operator()(const FileId &id) const noexcept
+    {
+        return std::hash<quint64>()(quint64(id.inode) * 0x9E3779B97F4A7C15ull ^ quint64(id.device));
+    }
+};
+
+FileId idOf(const struct stat &status)
+{
+    return {status.st_dev, status.st_ino};
+}
 
 bool isDotOrDotDot(const char *name)
 {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+// One directory of the current branch: its descriptor while it is held (-1 once given
+// up), who it is, so that it can be recognised when opened again through "..", and the
+// sub-directories still to enter.
+struct Frame
+{
+    int fd = -1;
+    FileId id{};
+    std::vector<std::string> subdirectories;
+    size_t next = 0;
+};
+
+// A depth-first walk without recursion, so that the depth of a tree costs neither
+// stack nor path length. The frames from m_firstHeld to the end hold descriptors.
 class Walker
 {
 public:
-    quint64 total() const { return m_total; }
-
-    void walkDirectory(int fd, std::string &path, int depth)
+    explicit Walker(const FolderSizeWalk::IsCancelled &isCancelled) : m_isCancelled(isCancelled) {}
+    ~Walker()
     {
-        std::vector<std::string> subdirectories;
-        readEntries(fd, subdirectories);
-        const bool holdDescriptor = depth < kHeldDescriptorDepth;
-        if (!holdDescriptor) {
-            ::close(fd);
-            fd = -1;
+        for (const Frame &frame : m_frames)
+            closeDescriptor(frame.fd);
+    }
+    Walker(const Walker &) = delete;
+    Walker &operator=(const Walker &) = delete;
+
+    // Takes over the descriptor of the top directory.
+    std::optional<quint64> run(int topFd)
+    {
+        enter(topFd);
+        while (!m_frames.empty() && !isCancelled()) {
+            Frame &frame = m_frames.back();
+            if (frame.next < frame.subdirectories.size())
+                openSubdirectory(std::move(frame.subdirectories[frame.next++]));
+            else
+                leave();
         }
-        for (const std::string &name : subdirectories)
-            enterSubdirectory(fd, path, name, depth);
+        return isCancelled() ? std::nullopt : std::optional<quint64>(m_total);
+    }
+
+private:
+    bool isCancelled()
+    {
+        m_cancelled = m_cancelled || (m_isCancelled && m_isCancelled());
+        return m_cancelled;
+    }
+
+    static void closeDescriptor(int fd)
+    {
         if (fd >= 0)
             ::close(fd);
     }
 
-private:
-    // Measures every non-directory entry at once and returns the sub-directories, so that
-    // the shared buffer is free again before the walk goes deeper.
-    void readEntries(int fd, std::vector<std::string> &subdirectories)
+    void enter(int fd)
+    {
+        struct stat status {};
+        const bool walkable = ::fstat(fd, &status) == 0 && FileAttributes::linkCountOf(status).value_or(0) < 2;
+        if (!walkable || !m_seen.insert(idOf(status)).second) {
+            ::close(fd);
+            return;
+        }
+        Frame frame{fd, idOf(status), {}, 0};
+        readEntries(fd, frame.subdirectories);
+        m_frames.push_back(std::move(frame));
+        if (m_frames.size() - m_firstHeld > size_t(FolderSizeWalk::kDescriptorBudget))
+            releaseShallowest();
+    }
+
+    // Gives up the descriptor of the shallowest held directory but the current one.
+    bool releaseShallowest()
+    {
+        if (m_firstHeld + 1 >= m_frames.size())
+            return false;
+        closeDescriptor(std::exchange(m_frames[m_firstHeld].fd, -1));
+        ++m_firstHeld;
+        return true;
+    }
+
+    void openSubdirectory(std::string name)
     {
         for (;;) {
+            const int fd = ::openat(m_frames.back().fd, name.c_str(), kDirectoryFlags);
+            if (fd >= 0)
+                return enter(fd);
+            // Other threads hold descriptors too: when the process runs short, the walk
+            // makes do with fewer rather than skip the sub-directory.
+            if ((errno != EMFILE && errno != ENFILE) || !releaseShallowest())
+                return measureReplacedEntry(name);
+        }
+    }
+
+    void leave()
+    {
+        const int fd = m_frames.back().fd;
+        m_frames.pop_back();
+        if (!m_frames.empty() && m_firstHeld == m_frames.size())
+            reopenParent(fd);
+        ::close(fd);
+    }
+
+    // The parent is opened again from the child, as no path is kept. If the child has
+    // been moved or its parent replaced meanwhile, ".." is another directory: nothing
+    // above can be reached from here any more, and the walk ends with what it counted.
+    void reopenParent(int childFd)
+    {
+        const int fd = ::openat(childFd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        struct stat status {};
+        if (fd >= 0 && ::fstat(fd, &status) == 0 && idOf(status) == m_frames.back().id) {
+            m_frames.back().fd = fd;
+            m_firstHeld = m_frames.size() - 1;
+            return;
+        }
+        closeDescriptor(fd);
+        m_frames.clear();
+        m_firstHeld = 0;
+    }
+
+    // Measures every non-directory entry at once and collects the sub-directories, so
+    // that the shared buffer is free again before the walk goes deeper.
+    void readEntries(int fd, std::vector<std::string> &subdirectories)
+    {
+        while (!isCancelled()) {
             // getdents64 fills the buffer with records laid out as struct dirent64.
             const long read = ::syscall(SYS_getdents64, fd, m_buffer.data(), m_buffer.size());
             if (read <= 0)
@@ -77,55 +191,47 @@ private:
         if (S_ISDIR(status.st_mode))
             subdirectories.emplace_back(name); // a file system without entry types
         else
-            m_total += FileAttributes::allocatedSizeOf(status);
-    }
-
-    void enterSubdirectory(int parentFd, std::string &path, const std::string &name, int depth)
-    {
-        const size_t length = path.size();
-        path.append(1, '/').append(name);
-        const int fd = parentFd >= 0 ? ::openat(parentFd, name.c_str(), kSubdirectoryFlags)
-                                     : ::open(path.c_str(), kSubdirectoryFlags);
-        if (fd >= 0) {
-            struct stat status {};
-            const bool hasStatus = ::fstat(fd, &status) == 0;
-            const auto links = hasStatus ? FileAttributes::linkCountOf(status) : std::nullopt;
-            if (hasStatus && !(links && *links >= 2))
-                walkDirectory(fd, path, depth + 1);
-            else
-                ::close(fd);
-        } else {
-            measureReplacedEntry(parentFd, path, name);
-        }
-        path.resize(length);
+            countFile(status);
     }
 
     // A directory that turned into something else (a link, a file) since it was listed
     // counts as what it is now; one that cannot be opened adds nothing.
-    void measureReplacedEntry(int parentFd, const std::string &path, const std::string &name)
+    void measureReplacedEntry(const std::string &name)
     {
         struct stat status {};
-        const int result = parentFd >= 0 ? ::fstatat(parentFd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW)
-                                         : ::lstat(path.c_str(), &status);
-        if (result == 0 && !S_ISDIR(status.st_mode))
-            m_total += FileAttributes::allocatedSizeOf(status);
+        if (::fstatat(m_frames.back().fd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISDIR(status.st_mode))
+            countFile(status);
     }
 
+    // A file with one link has one entry, met once; others are counted at their first.
+    void countFile(const struct stat &status)
+    {
+        if (status.st_nlink > 1 && !m_seen.insert(idOf(status)).second)
+            return;
+        m_total += FileAttributes::allocatedSizeOf(status);
+    }
+
+    const FolderSizeWalk::IsCancelled &m_isCancelled;
+    bool m_cancelled = false;
+    std::vector<Frame> m_frames;
+    size_t m_firstHeld = 0;
+    std::unordered_set<FileId, FileIdHash> m_seen; // directories, and files with several links
     std::vector<char> m_buffer = std::vector<char>(kEntryBufferSize);
     quint64 m_total = 0;
 };
 
 } // namespace
 
-quint64 FolderSizeWalk::allocatedSizeOfContents(const QString &folder)
+std::optional<quint64> FolderSizeWalk::allocatedSizeOfItem(const QString &path, const IsCancelled &isCancelled)
 {
-    if (folder.isEmpty())
-        return 0;
-    std::string path = QFile::encodeName(folder).toStdString();
-    const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return 0;
-    Walker walker;
-    walker.walkDirectory(fd, path, 0);
-    return walker.total();
+    const QByteArray encoded = QFile::encodeName(path);
+    if (encoded.isEmpty() || encoded.contains('\0'))
+        return 0; // a name the system would cut short names something else
+    const int fd = ::open(encoded.constData(), kDirectoryFlags);
+    if (fd >= 0)
+        return Walker(isCancelled).run(fd);
+    struct stat status {};
+    if (::lstat(encoded.constData(), &status) != 0 || S_ISDIR(status.st_mode))
+        return 0; // nothing there, or a folder that cannot be read
+    return FileAttributes::allocatedSizeOf(status);
 }

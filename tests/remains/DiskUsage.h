@@ -1,26 +1,24 @@
 #pragma once
 
-#include <QDirIterator>
-#include <QFile>
+#include <QMap>
+#include <QProcess>
 #include <QString>
 
-#include <sys/stat.h>
+#include <numeric>
 
-// An independent count of the space on disk the remains analysis should report: a file's
-// own allocated blocks, or, for a folder, those of everything below it that is not a
-// directory, without following symbolic links.
+// An independent count of the space on disk the size calculation must report, made by
+// GNU find, which walks trees of any depth, and none of the helper's code: the
+// allocated blocks of everything at or below the path that is not a directory, never
+// following a symbolic link (the path's own included), each device and inode once.
 inline quint64 expectedAllocatedSize(const QString &path)
 {
-    const auto blocksOf = [](const QString &item) {
-        struct stat status {};
-        return ::lstat(QFile::encodeName(item).constData(), &status) == 0 && !S_ISDIR(status.st_mode) ? quint64(status.st_blocks) * 512 : 0;
-    };
-    struct stat top {};
-    if (::stat(QFile::encodeName(path).constData(), &top) != 0)
-        return 0;
-    quint64 total = S_ISDIR(top.st_mode) ? 0 : blocksOf(path);
-    QDirIterator it(path, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        total += blocksOf(it.next());
-    return total;
+    QProcess find;
+    find.start("find", {path, "!", "-type", "d", "-printf", "%D:%i %b\\n"});
+    find.waitForFinished(-1);
+    QMap<QByteArray, quint64> blocks; // by device and inode
+    for (const QByteArray &line : find.readAllStandardOutput().split('\n')) {
+        if (const qsizetype space = line.indexOf(' '); space > 0)
+            blocks.insert(line.left(space), line.mid(space + 1).toULongLong());
+    }
+    return std::accumulate(blocks.cbegin(), blocks.cend(), quint64(0)) * 512;
 }

@@ -1,56 +1,194 @@
 #include "DiskUsage.h"
 #include "support/TestSandbox.h"
+#include "platform/DispatchGroup.h"
+#include "platform/MainThread.h"
+#include "remains/FolderSizeWalk.h"
+#include "remains/ObjectProcessorThread.h"
+#include "remains/ObjectsProcessor.h"
+#include "remains/SafeCollector.h"
+#include "remains/SafeCollectorListener.h"
 #include "remains/SimpleSizeCalculation.h"
+#include "remains/SimpleSizeCalculationTask.h"
+#include "remains/StartStopTrigger.h"
 
 #include <QTest>
+#include <QTimer>
 
+#include <thread>
 #include <unistd.h>
 
 namespace {
 
-quint64 folderSize(const QString &path) { return quint64(SimpleSizeCalculation::fastFolderSizeOfItemWithPath(path)); }
+constexpr int kGate = -1; // an object that holds its worker until the gate opens
+
+// Delegate and worker object at once, as the size calculator is; also listens to a
+// trigger and to a collector (whose batches it keeps on the main thread).
+struct Recorder : ObjectProcessorDelegate, ObjectProcessorWorker, StartStopTriggerListener, SafeCollectorListener,
+                  std::enable_shared_from_this<Recorder>
+{
+    std::atomic<int> begins{0}, completions{0}, processedCount{0};
+    std::atomic<bool> gateReached{false}, gateOpen{false};
+    std::mutex lock;
+    std::vector<int> processed;
+    QStringList calls;
+    std::vector<std::vector<int>> batches;
+
+    std::shared_ptr<ObjectProcessorWorker> createWorker() override { return shared_from_this(); }
+    void onObjectsProcessorWorkBegin(ObjectsProcessor *) override { ++begins; }
+    void onObjectsProcessorWorkCompleted(ObjectsProcessor *) override { ++completions; }
+    void performWorkForObject(const std::any &object) override
+    {
+        const int value = std::any_cast<int>(object);
+        if (value == kGate)
+            gateReached = true;
+        while (value == kGate && !gateOpen)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::lock_guard guard(lock);
+        processed.push_back(value);
+        ++processedCount;
+    }
+    void onTriggerStarted(StartStopTrigger *sender) override { calls << QString("started %1").arg(sender->cycle()); }
+    void onTriggerStopped(StartStopTrigger *sender) override { calls << QString("stopped %1").arg(sender->cycle()); }
+    void onSafeCollector(SafeCollector *, const std::vector<std::any> &items) override
+    {
+        std::vector<int> batch;
+        for (const std::any &item : items)
+            batch.push_back(std::any_cast<int>(item));
+        MainThread::async([this, batch] { batches.push_back(batch); });
+    }
+};
 
 } // namespace
 
+// The size calculator and the work processor kit it runs on: the start/stop trigger,
+// the processor with its workers, and the batching collector.
 class tst_SimpleSizeCalculation : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+    void cleanupTestCase() { QProcess::execute("rm", {"-rf", m_sandbox->path("tree")}); } // deeper than QDir reaches
 
-    // The folder walk: hidden files, packages and deep trees are counted; links inside the
-    // tree are not followed, but the path itself may be a link to a folder; unreadable
-    // folders are passed over. (The tasks, their workers and
-    // their reports on the main thread are checked through the remains and their listing.)
-    void foldersSumTheirContentsWithoutFollowingLinks()
+    // A trigger reports changes of state only (with or without its listener), and a stop
+    // begins the next cycle. A collector pushes a batch once the batch size has gathered,
+    // an addition of many at once as one batch, and the rest (even nothing) when forced.
+    void triggerAndCollector()
     {
-        SimpleSizeCalculation::GetInstance().addTask(nullptr); // ignored
-        const QString folder = m_sandbox->path("tree");
-        for (const char *file : {"/a.bin", "/.hidden", "/sub/b.bin", "/sub/deeper/c.bin", "/pkg.app/Contents/Info.plist"})
-            TestSandbox::makeFile(folder + file, 5000);
-        const QString outside = TestSandbox::makeFile(m_sandbox->path("outside/big.bin"), 400000);
-        QVERIFY(QFile::link(outside, folder + "/link-to-file"));
-        QVERIFY(QFile::link(m_sandbox->path("outside"), folder + "/sub/link-to-folder"));
-        QVERIFY(QFile::link(m_sandbox->path("nowhere"), folder + "/dangling"));
-        QVERIFY(QFile::link(folder, m_sandbox->path("linked-tree")));
-        QString deep = folder + "/deep"; // deeper than the walk keeps descriptors open for
-        for (int level = 0; level < 300; ++level)
-            deep += "/d";
-        TestSandbox::makeFile(deep + "/bottom", 1000);
-        const quint64 expected = expectedAllocatedSize(folder);
-        QVERIFY(expected >= 5 * 5000 + 1000 && expected < 400000);
-        QCOMPARE(folderSize(folder), expected);
-        QCOMPARE(folderSize(m_sandbox->path("linked-tree")), expected);
-        for (const QString &nothing : {m_sandbox->path("missing"), outside, QString()})
-            QCOMPARE(folderSize(nothing), quint64(0));
+        auto recorder = std::make_shared<Recorder>();
+        const auto trigger = StartStopTrigger::initWithListener(recorder);
+        for (const bool start : {false, true, true, false, false, true})
+            start ? trigger->start() : trigger->stop();
+        QCOMPARE(recorder->calls, QStringList({"started 1", "stopped 2", "started 2"}));
+        const auto unheard = StartStopTrigger::initWithListener(std::weak_ptr<Recorder>());
+        unheard->start();
+        unheard->stop();
+        QVERIFY(unheard->isPaused() && unheard->cycle() == 2u);
 
-        if (::geteuid() == 0)
-            QSKIP("permissions do not keep root out of an unreadable folder");
-        TestSandbox::makeFile(folder + "/closed/secret", 5000);
-        QVERIFY(QFile::setPermissions(folder + "/closed", QFile::Permissions()));
-        QCOMPARE(folderSize(folder), expected);
-        QFile::setPermissions(folder + "/closed", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const auto collector = SafeCollector::initWithListener(recorder, 3);
+        for (const int item : {1, 2, 0, 3, 4, 5, 6, 11, 0, 0})
+            item == 0 ? collector->pushObjectsForced() : item == 6 ? collector->addObjects({6, 7, 8, 9, 10}) : collector->addObject(item);
+        QTRY_COMPARE_WITH_TIMEOUT(recorder->batches.size(), size_t(5), 5000);
+        QCOMPARE(recorder->batches, (std::vector<std::vector<int>>{{1, 2}, {3, 4, 5}, {6, 7, 8, 9, 10}, {11}, {}}));
+    }
+
+    // Objects are taken newest first, as a lone worker shows; a run completes once and
+    // gives every worker a new cycle. With auto-start the first addition starts one run for
+    // the whole burst and for what is added while it lasts (the gate, added first, keeps it
+    // open). A processor destroyed while a gated worker works and another polls does not
+    // wait for them: the worker finishes on its own thread, telling nobody.
+    void processorRunsBurstsNewestFirst()
+    {
+        auto recorder = std::make_shared<Recorder>();
+        auto processor = ObjectsProcessor::initWithCountOfWorkers(1, recorder, true);
+        processor->addObjects({1, 2, 3, 4, 5});
+        QTRY_COMPARE_WITH_TIMEOUT(recorder->completions.load(), 1, 5000);
+        QCOMPARE(recorder->processed, (std::vector<int>{5, 4, 3, 2, 1}));
+        QTRY_COMPARE_WITH_TIMEOUT(processor->getWorkers().front()->getController()->cycle(), 2u, 5000);
+
+        recorder = std::make_shared<Recorder>();
+        processor = ObjectsProcessor::initWithCountOfWorkers(4, recorder, true);
+        processor->addObject(kGate);
+        for (int i = 0; i < 20; ++i)
+            processor->addObject(i);
+        QTRY_VERIFY_WITH_TIMEOUT(recorder->gateReached.load(), 5000);
+        processor->addObjects({20, 21}); // joins the open run
+        QTRY_COMPARE_WITH_TIMEOUT(recorder->processedCount.load(), 22, 5000);
+        QVERIFY(processor->isProcessorWorking() && recorder->completions == 0);
+        recorder->gateOpen = true;
+        QTRY_COMPARE_WITH_TIMEOUT(recorder->completions.load(), 1, 5000);
+        QVERIFY(recorder->begins == 1 && recorder->processedCount == 23 && !processor->isProcessorWorking());
+
+        recorder = std::make_shared<Recorder>();
+        processor = ObjectsProcessor::initWithCountOfWorkers(2, recorder, true);
+        processor->addObjects({1, 2, 3, kGate});
+        QTRY_VERIFY_WITH_TIMEOUT(recorder->gateReached && recorder->processedCount == 3, 5000);
+        processor.reset();
+        recorder->gateOpen = true;
+        QTRY_COMPARE_WITH_TIMEOUT(recorder->processedCount.load(), 4, 5000);
+        QCOMPARE(recorder->completions.load(), 0);
+    }
+
+    // Every size equals find's count: a link is measured as the link, never what it
+    // points to, the measured path itself included; hard links count once; hidden files
+    // and packages count; a tree deeper than PATH_MAX is walked to its bottom; unreadable
+    // folders are passed over; nothing at all is 0. A walk asks before each folder and
+    // each batch of entries whether it is cancelled, and stops at the first yes.
+    void sizesMatchAnIndependentCount()
+    {
+        const QString tree = m_sandbox->path("tree"), outside = m_sandbox->path("outside " + QString(60, 'o'));
+        for (const char *file : {"/a.bin", "/.hidden", "/sub/b.bin", "/pkg.app/Contents/Info.plist", "/closed/secret"})
+            TestSandbox::makeFile(tree + file, 5000);
+        const QString big = TestSandbox::makeFile(outside + "/big.bin", 400000);
+        const QString shared = TestSandbox::makeFile(tree + "/linked/original", 100000);
+        for (int i = 0; i < 300; ++i)
+            QCOMPARE(::link(QFile::encodeName(shared), QFile::encodeName(tree + "/linked/copy" + QString::number(i))), 0);
+        QCOMPARE(::link(QFile::encodeName(big), QFile::encodeName(tree + "/sub/hard-to-big")), 0);
+        for (const auto &[target, link] : {std::pair{big, "/link-to-file"}, {outside, "/sub/link-to-folder"}, {"/gone", "/dangling"},
+                                           {outside, "/../cache-link"}, {big, "/../file-link"}})
+            QVERIFY(QFile::link(target, tree + link));
+        // 300 folders deep, deeper than the walk holds descriptors for and longer than
+        // PATH_MAX, which only relative steps can make.
+        QCOMPARE(QProcess::execute("bash", {"-c", "cd \"$0\" && for i in {1..300}; do mkdir twenty-letters-long- && "
+                                                  "cd twenty-letters-long- || exit 1; done; head -c 5000 /dev/zero >bottom", tree}), 0);
+        if (::geteuid() != 0) // permissions do not keep root out
+            QVERIFY(QFile::setPermissions(tree + "/closed", QFile::Permissions()));
+        for (const QString &item : {tree, tree + "/sub", shared, m_sandbox->path("cache-link"), m_sandbox->path("file-link"),
+                                    m_sandbox->path("missing"), QString()})
+            QCOMPARE(FolderSizeWalk::allocatedSizeOfItem(item), expectedAllocatedSize(item));
+        QVERIFY(expectedAllocatedSize(tree) > 500000 && expectedAllocatedSize(tree) < 600000);
+        QCOMPARE(SimpleSizeCalculation::fastFolderSizeOfItemWithPath(m_sandbox->path("cache-link")), 0);
+        QFile::setPermissions(tree + "/closed", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        int asked = 0;
+        QCOMPARE(FolderSizeWalk::allocatedSizeOfItem(tree, [&asked] { return ++asked == 5; }), std::nullopt);
+        QCOMPARE(asked, 5);
+    }
+
+    // Last, as the application quits here: walks in progress give up without a size,
+    // pending tasks never start and a later one is refused, so no worker is measuring
+    // once the application is gone.
+    void quittingStopsEveryWorker()
+    {
+        SimpleSizeCalculation &calculator = SimpleSizeCalculation::GetInstance();
+        std::vector<std::shared_ptr<SimpleSizeCalculationTask>> tasks(9);
+        for (auto &task : tasks) {
+            task = std::make_shared<SimpleSizeCalculationTask>();
+            task->setItemPath(m_sandbox->path("tree"));
+        }
+        const auto sizes = [&tasks] {
+            std::vector<quint64> measured;
+            for (const auto &task : tasks)
+                measured.push_back(task->itemSize());
+            return measured;
+        };
+        std::for_each(tasks.begin(), tasks.end() - 1, [&calculator](const auto &task) { calculator.addTask(task); });
+        QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+        QCoreApplication::exec();
+        const std::vector<quint64> atQuit = sizes();
+        calculator.addTask(tasks.back());
+        calculator.addTask(nullptr); // ignored at any time
+        QVERIFY(calculator.getProcessor()->getWorkDispatchGroup()->wait(std::chrono::minutes(1)));
+        QCOMPARE(sizes(), atQuit);
     }
 
 private:
