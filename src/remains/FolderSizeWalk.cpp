@@ -1,5 +1,6 @@
 #include "FolderSizeWalk.h"
 
+#include "DirectoryBranch.h"
 #include "platform/FileAttributes.h"
 
 #include <QFile>
@@ -12,7 +13,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <unordered_set>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -20,22 +20,17 @@ namespace {
 constexpr size_t kEntryBufferSize = 64 * 1024;
 constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-struct FileId
-{
-    dev_t device;
-    ino_t inode;
-    bool operator==(const FileId &) const = default;
-};
+using Identity = DirectoryBranch::Identity;
 
-struct FileIdHash
+struct IdentityHash
 {
-    size_t operator()(const FileId &id) const noexcept
+    size_t operator()(const Identity &id) const noexcept
     {
         return std::hash<quint64>()(quint64(id.inode) * 0x9E3779B97F4A7C15ull ^ quint64(id.device));
     }
 };
 
-FileId idOf(const struct stat &status)
+Identity identityOf(const struct stat &status)
 {
     return {status.st_dev, status.st_ino};
 }
@@ -45,41 +40,21 @@ bool isDotOrDotDot(const char *name)
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
-// One directory of the current branch: its descriptor while it is held (-1 once given
-// up), who it is, so that it can be recognised when opened again through "..", and the
-// sub-directories still to enter.
-struct Frame
-{
-    int fd = -1;
-    FileId id{};
-    std::vector<std::string> subdirectories;
-    size_t next = 0;
-};
-
-// A depth-first walk without recursion, so that the depth of a tree costs neither
-// stack nor path length. The frames from m_firstHeld to the end hold descriptors.
+// A depth-first walk without recursion, so that the depth of a tree costs no stack.
 class Walker
 {
 public:
     explicit Walker(const FolderSizeWalk::IsCancelled &isCancelled) : m_isCancelled(isCancelled) {}
-    ~Walker()
-    {
-        for (const Frame &frame : m_frames)
-            closeDescriptor(frame.fd);
-    }
-    Walker(const Walker &) = delete;
-    Walker &operator=(const Walker &) = delete;
 
     // Takes over the descriptor of the top directory.
     std::optional<quint64> run(int topFd)
     {
         enter(topFd);
-        while (!m_frames.empty() && !isCancelled()) {
-            Frame &frame = m_frames.back();
-            if (frame.next < frame.subdirectories.size())
-                openSubdirectory(std::move(frame.subdirectories[frame.next++]));
+        while (!m_branch.isEmpty() && !isCancelled()) {
+            if (std::optional<std::string> name = m_branch.nextSubdirectory())
+                openSubdirectory(*name);
             else
-                leave();
+                m_branch.leave();
         }
         return isCancelled() ? std::nullopt : std::optional<quint64>(m_total);
     }
@@ -91,74 +66,30 @@ private:
         return m_cancelled;
     }
 
-    static void closeDescriptor(int fd)
-    {
-        if (fd >= 0)
-            ::close(fd);
-    }
-
     void enter(int fd)
     {
         struct stat status {};
         const bool walkable = ::fstat(fd, &status) == 0 && FileAttributes::linkCountOf(status).value_or(0) < 2;
-        if (!walkable || !m_seen.insert(idOf(status)).second) {
+        if (!walkable || !m_seen.insert(identityOf(status)).second) {
             ::close(fd);
             return;
         }
-        Frame frame{fd, idOf(status), {}, 0};
-        readEntries(fd, frame.subdirectories);
-        m_frames.push_back(std::move(frame));
-        if (m_frames.size() - m_firstHeld > size_t(FolderSizeWalk::kDescriptorBudget))
-            releaseShallowest();
+        std::vector<std::string> subdirectories;
+        readEntries(fd, subdirectories);
+        m_branch.enter(fd, identityOf(status), std::move(subdirectories));
     }
 
-    // Gives up the descriptor of the shallowest held directory but the current one.
-    bool releaseShallowest()
-    {
-        if (m_firstHeld + 1 >= m_frames.size())
-            return false;
-        closeDescriptor(std::exchange(m_frames[m_firstHeld].fd, -1));
-        ++m_firstHeld;
-        return true;
-    }
-
-    void openSubdirectory(std::string name)
+    void openSubdirectory(const std::string &name)
     {
         for (;;) {
-            const int fd = ::openat(m_frames.back().fd, name.c_str(), kDirectoryFlags);
+            const int fd = ::openat(m_branch.descriptor(), name.c_str(), kDirectoryFlags);
             if (fd >= 0)
                 return enter(fd);
             // Other threads hold descriptors too: when the process runs short, the walk
             // makes do with fewer rather than skip the sub-directory.
-            if ((errno != EMFILE && errno != ENFILE) || !releaseShallowest())
+            if ((errno != EMFILE && errno != ENFILE) || !m_branch.releaseShallowest())
                 return measureReplacedEntry(name);
         }
-    }
-
-    void leave()
-    {
-        const int fd = m_frames.back().fd;
-        m_frames.pop_back();
-        if (!m_frames.empty() && m_firstHeld == m_frames.size())
-            reopenParent(fd);
-        ::close(fd);
-    }
-
-    // The parent is opened again from the child, as no path is kept. If the child has
-    // been moved or its parent replaced meanwhile, ".." is another directory: nothing
-    // above can be reached from here any more, and the walk ends with what it counted.
-    void reopenParent(int childFd)
-    {
-        const int fd = ::openat(childFd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        struct stat status {};
-        if (fd >= 0 && ::fstat(fd, &status) == 0 && idOf(status) == m_frames.back().id) {
-            m_frames.back().fd = fd;
-            m_firstHeld = m_frames.size() - 1;
-            return;
-        }
-        closeDescriptor(fd);
-        m_frames.clear();
-        m_firstHeld = 0;
     }
 
     // Measures every non-directory entry at once and collects the sub-directories, so
@@ -199,23 +130,22 @@ private:
     void measureReplacedEntry(const std::string &name)
     {
         struct stat status {};
-        if (::fstatat(m_frames.back().fd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISDIR(status.st_mode))
+        if (::fstatat(m_branch.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISDIR(status.st_mode))
             countFile(status);
     }
 
     // A file with one link has one entry, met once; others are counted at their first.
     void countFile(const struct stat &status)
     {
-        if (status.st_nlink > 1 && !m_seen.insert(idOf(status)).second)
+        if (status.st_nlink > 1 && !m_seen.insert(identityOf(status)).second)
             return;
         m_total += FileAttributes::allocatedSizeOf(status);
     }
 
     const FolderSizeWalk::IsCancelled &m_isCancelled;
     bool m_cancelled = false;
-    std::vector<Frame> m_frames;
-    size_t m_firstHeld = 0;
-    std::unordered_set<FileId, FileIdHash> m_seen; // directories, and files with several links
+    DirectoryBranch m_branch{FolderSizeWalk::kDescriptorBudget};
+    std::unordered_set<Identity, IdentityHash> m_seen; // directories, and files with several links
     std::vector<char> m_buffer = std::vector<char>(kEntryBufferSize);
     quint64 m_total = 0;
 };

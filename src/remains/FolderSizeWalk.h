@@ -17,10 +17,9 @@
 // more is not entered (on Linux directories report none, so every directory is
 // walked). Unreadable entries are passed over.
 //
-// The walk keeps no paths and holds at most kDescriptorBudget directory descriptors at
-// any depth: the shallowest ones are given up as it goes deeper and opened again
-// through ".." on the way back (a branch moved away meanwhile ends the walk there).
-// Stateless and safe to call from any thread.
+// The walk needs no recursion and no paths: it holds at most kDescriptorBudget
+// directory descriptors at any depth (DirectoryBranch), and when the process runs out
+// of descriptors it makes do with fewer. Stateless and safe to call from any thread.
 class FolderSizeWalk
 {
 public:

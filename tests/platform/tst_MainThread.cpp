@@ -48,9 +48,7 @@ private Q_SLOTS:
     // itself orders what the worker wrote into a task before the main thread reads it;
     // under ThreadSanitizer (tools/tsan.sh) a hand-off it cannot see is reported here
     // (the main thread must pick a task up before the wake-up that follows it, hence
-    // many tasks). Last, as the application quits here: from then on a task is refused,
-    // and let go at once by the thread that posted it, not kept for a loop that will
-    // not run.
+    // many tasks). Last, the application quits: later tasks are refused, let go at once.
     void runsTasksLaterOnTheMainThreadInTheOrderPostedUntilQuitting()
     {
         constexpr int kTasks = 5000;

@@ -40,21 +40,19 @@ class tst_SimpleRemainsInfo : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
     void cleanup() { MetadataIndexQuery::setIndexSource({}); }
 
-    // Further bundles of the same identifier are added and sized, each size reported on the
+    // Further bundles of the same identifier are added and sized, each size told on the
     // main thread; others, and bundles without an identifier, are ignored. Once its size
-    // calculation is cancelled, an object hears of no size. (The remains themselves and
-    // their sizes are checked through the helper's listing.)
+    // calculation is cancelled, an object hears of no size. (Remains: see the listing.)
     void onlyBundlesOfTheSameIdentifierAreAdded()
     {
         const auto trashed = [this](const QString &name, const QString &identifier) {
-            return Bundle::bundleWithPath(TestSandbox::makeApp(m_sandbox->trash() + "/" + name + ".app", identifier, name));
+            return Bundle::bundleWithPath(TestSandbox::makeApp(m_sandbox.trash() + "/" + name + ".app", identifier, name));
         };
         const auto first = trashed("Twice", "com.example.Twice"), second = trashed("Twice 2", "com.example.Twice");
         TestSandbox::makeFile(second->bundlePath() + "/Contents/Resources/big", 50000);
-        TestSandbox::makeFile(m_sandbox->path("Library/Preferences/Nameless"), 100);
+        TestSandbox::makeFile(m_sandbox.path("Library/Preferences/Nameless"), 100);
         const auto listener = std::make_shared<InfoListener>(), cancelledListener = std::make_shared<InfoListener>();
         const auto info = SimpleRemainsInfo::initWithBundle(first, listener);
         for (const auto &bundle : {trashed("Other", "com.example.Other"), trashed("Case", "COM.EXAMPLE.TWICE"), std::optional<Bundle>(), second})
@@ -79,12 +77,12 @@ private Q_SLOTS:
     // the index's results are judged by a plain prefix test, stale ones ignored.
     void decisionLooksForInstalledCopies()
     {
-        const QString system = m_sandbox->systemApplications();
-        const QString user = m_sandbox->path("Applications");
+        const QString system = m_sandbox.systemApplications();
+        const QString user = m_sandbox.path("Applications");
         TestSandbox::makeApp(system + "/Installed.app", "com.example.Installed");
         TestSandbox::makeApp(user + "/Tools/UserInstalled.app", "com.example.UserInstalled");
         TestSandbox::makeApp(system + " Old/Beside.app", "com.example.Beside");
-        TestSandbox::makeApp(m_sandbox->path("Volumes/Other/Elsewhere.app"), "com.example.Elsewhere");
+        TestSandbox::makeApp(m_sandbox.path("Volumes/Other/Elsewhere.app"), "com.example.Elsewhere");
         QCOMPARE(decisions({"com.example.Installed", "com.example.UserInstalled", "com.example.Beside", "com.example.Elsewhere",
                             "com.example.Nowhere", "com.example.Installed.Plugin", QString()}),
                  QList<int>({0, 0, 1, 1, 1, 1, 0}));
@@ -92,7 +90,7 @@ private Q_SLOTS:
         const QList<QPair<QString, QString>> index{
             {"com.example.Indexed", TestSandbox::makeApp(system + " Old/Indexed.app", "com.example.Indexed")},
             {"com.example.UserIndexed", TestSandbox::makeApp(user + "-Archive/UserIndexed.app", "com.example.UserIndexed")},
-            {"com.example.Far", TestSandbox::makeApp(m_sandbox->path("Volumes/Other/Far.app"), "com.example.Far")},
+            {"com.example.Far", TestSandbox::makeApp(m_sandbox.path("Volumes/Other/Far.app"), "com.example.Far")},
             {"com.example.Stale", system + "/Stale.app"},
             {"com.example.Stale", user + "/Stale.app"},
         };
@@ -110,7 +108,7 @@ private Q_SLOTS:
     // the folder itself, whatever lies on the disk.
     void safePathsStayInsideTheirFolder()
     {
-        const QString folder = m_sandbox->path("Library/Caches");
+        const QString folder = m_sandbox.path("Library/Caches");
         QCOMPARE(SimpleRemainsInfo::createSafeToDeletePathInFolder(folder, "a/./b//c/"), folder + "/a/b/c");
         QCOMPARE(SimpleRemainsInfo::createSafeToDeletePathInFolder(folder, "/etc/passwd"), folder + "/etc/passwd");
         for (const QString &name : QStringList{"..", ".", "../Caches", "x/../..", "../../../../../../../../etc/passwd", "", QString()})
@@ -145,7 +143,7 @@ private Q_SLOTS:
             << "Escape" << "../Preferences/com.example.Escape" << "sub/../InsideExe" << QString() << QStringList{"Preferences/com.example.Escape"}
             << QStringList{"3 Library/Application Support/InsideExe"};
         QTest::newRow("links to nothing are listed, measuring 0")
-            << "Dangling" << "com.example.Dangling" << "DanglingExe" << m_sandbox->path("gone") << QStringList()
+            << "Dangling" << "com.example.Dangling" << "DanglingExe" << m_sandbox.path("gone") << QStringList()
             << QStringList{"11 Library/Logs/DanglingExe.log", "3 Library/LaunchAgents/com.example.Dangling.plist"};
         // Never the size of what they point to: walking it took the whole disk.
         QTest::newRow("links to the disk are measured as links")
@@ -170,27 +168,27 @@ private Q_SLOTS:
         QFETCH(QStringList, decoys);
         QFETCH(QStringList, expected);
         for (const QString &decoy : decoys)
-            TestSandbox::makeFile(m_sandbox->path("Library/" + decoy), 100);
+            TestSandbox::makeFile(m_sandbox.path("Library/" + decoy), 100);
         for (auto line = expected.crbegin(); line != expected.crend(); ++line) {
-            const QString path = m_sandbox->path(line->mid(line->indexOf(' ') + 1));
+            const QString path = m_sandbox.path(line->mid(line->indexOf(' ') + 1));
             if (!linkTo.isNull())
                 QVERIFY(QDir().mkpath(QFileInfo(path).path()) && QFile::link(linkTo, path));
             else
                 TestSandbox::makeFile(path, 3000 + path.size() * 100);
         }
-        const QString app = TestSandbox::makeApp(m_sandbox->path("Downloads/" + name + ".app"), identifier, executable);
+        const QString app = TestSandbox::makeApp(m_sandbox.path("Downloads/" + name + ".app"), identifier, executable);
         TestSandbox::makeFile(app + "/Contents/MacOS/" + name, 70000);
         QJsonArray items;
         quint64 total = 0;
-        for (const QString &line : QStringList{"0 " + app.mid(m_sandbox->home().size() + 1)} + expected) {
-            const QString path = m_sandbox->path(line.mid(line.indexOf(' ') + 1));
+        for (const QString &line : QStringList{"0 " + app.mid(m_sandbox.home().size() + 1)} + expected) {
+            const QString path = m_sandbox.path(line.mid(line.indexOf(' ') + 1));
             const quint64 size = expectedAllocatedSize(path);
             total += size;
             items.append(QJsonObject{
                 {"bundleId", identifier.toLower()}, {"path", path}, {"size", QString::number(size)}, {"type", line.left(line.indexOf(' '))}});
         }
-        const ProgramRun listed = ProgramRun::of(TW_HELPER_EXECUTABLE, {"--home", m_sandbox->home(), "--list-remains", name + ".app/"},
-                                                  QProcessEnvironment::systemEnvironment(), m_sandbox->path("Downloads"));
+        const ProgramRun listed = ProgramRun::of(TW_HELPER_EXECUTABLE, {"--home", m_sandbox.home(), "--list-remains", name + ".app/"},
+                                                  QProcessEnvironment::systemEnvironment(), m_sandbox.path("Downloads"));
         QCOMPARE(listed.exitCode, 0);
         QCOMPARE(listed.err, QByteArray());
         QCOMPARE(QJsonDocument::fromJson(listed.out).object(), QJsonObject({{"items", items}, {"totalSize", QString::number(total)}}));
@@ -198,10 +196,10 @@ private Q_SLOTS:
 
     void refusesWhatIsNotAnApplication()
     {
-        const QString noIdentifier = TestSandbox::makeApp(m_sandbox->path("Downloads/Anonymous.app"), QString(), "Anon");
-        for (const QString &path : {noIdentifier, m_sandbox->path("Library"), m_sandbox->path("missing.app"),
-                                    TestSandbox::makeFile(m_sandbox->path("Library/Preferences/com.example.Listed.plist"))}) {
-            const ProgramRun refused = ProgramRun::of(TW_HELPER_EXECUTABLE, {"--home", m_sandbox->home(), "--list-remains", path});
+        const QString noIdentifier = TestSandbox::makeApp(m_sandbox.path("Downloads/Anonymous.app"), QString(), "Anon");
+        for (const QString &path : {noIdentifier, m_sandbox.path("Library"), m_sandbox.path("missing.app"),
+                                    TestSandbox::makeFile(m_sandbox.path("Library/Preferences/com.example.Listed.plist"))}) {
+            const ProgramRun refused = ProgramRun::of(TW_HELPER_EXECUTABLE, {"--home", m_sandbox.home(), "--list-remains", path});
             QVERIFY2(refused.exitCode == 1 && refused.out.isEmpty() && refused.err.count('\n') == 1, qPrintable(path));
         }
     }
@@ -222,7 +220,7 @@ private:
         return results;
     }
 
-    std::unique_ptr<TestSandbox> m_sandbox;
+    TestSandbox m_sandbox; // made with the test object, before any path is computed
 };
 
 QTEST_GUILESS_MAIN(tst_SimpleRemainsInfo)
