@@ -85,8 +85,6 @@ RichNotificationWC::~RichNotificationWC()
 void RichNotificationWC::initData()
 {
     m_bIsActive = false;
-    for (const auto &info : std::as_const(m_arrRemoveInfo))
-        info->cancelSizeCalculation(); // nothing shows their sizes any more
     m_arrRemoveInfo.clear();
     m_arrRemovedApps.clear();
 }
