@@ -2,29 +2,36 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <QSocketNotifier>
 #include <QTimer>
 
+#include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
+#include <sys/eventfd.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 namespace {
 
-// Tasks travel to the main thread through this queue, under a standard mutex, and
-// each posted event only says "run the next one". Qt's event queue synchronises the
-// threads as well, but inside Qt, where ThreadSanitizer cannot see it: a task carried
-// in the event itself looked like a race between the thread that made it and the main
-// thread that ran it.
+// Tasks travel to the main thread through this queue, under a standard mutex, and the
+// poster only wakes the main thread through an eventfd, which a socket notifier of the
+// main thread watches. So no other thread ever touches a Qt object: posting a Qt event
+// from a worker (into the main thread's event list, guarded by Qt's own locks, which
+// ThreadSanitizer cannot see) looked like a race with the main thread posting its own
+// events, and the application, which a worker would have had to read to post to it,
+// may be going away at that very moment.
 //
-// The events go to a receiver of the queue's own rather than to the application, which
-// other threads must never read: the receiver is made when the application starts and
-// deleted when it quits, both under the lock, so no post can reach a receiver (or an
-// application) that is gone.
+// The eventfd and the notifier are made as each application is constructed and closed,
+// under the mutex, when it begins to quit or is destroyed: a poster that finds no
+// eventfd is refused.
 struct MainQueue
 {
     std::mutex lock;
-    QObject *receiver = nullptr; // null while closed
+    int wakeFd = -1; // -1 while closed
+    QSocketNotifier *notifier = nullptr;
     std::thread::id mainThread;
     std::deque<MainThread::Task> tasks;
 };
@@ -36,44 +43,72 @@ MainQueue &mainQueue()
     return *queue;
 }
 
-void runNextTask()
+std::optional<MainThread::Task> takeNextTask()
 {
-    MainThread::Task task;
+    MainQueue &queue = mainQueue();
+    std::lock_guard guard(queue.lock);
+    if (queue.tasks.empty())
+        return std::nullopt;
+    MainThread::Task task = std::move(queue.tasks.front());
+    queue.tasks.pop_front();
+    return task;
+}
+
+// Runs the tasks that were waiting when the main thread woke, one at a time, in order;
+// later ones wake it again. A task that runs a nested event loop lets that loop run the
+// next ones, still in order.
+void runWaitingTasks(int wakeFd)
+{
+    std::uint64_t wakeUps = 0;
+    [[maybe_unused]] const ssize_t drained = ::read(wakeFd, &wakeUps, sizeof wakeUps);
+    size_t waiting = 0;
     {
         MainQueue &queue = mainQueue();
         std::lock_guard guard(queue.lock);
-        if (queue.tasks.empty())
-            return;
-        task = std::move(queue.tasks.front());
-        queue.tasks.pop_front();
+        waiting = queue.tasks.size();
     }
-    task();
+    for (; waiting > 0; --waiting) {
+        std::optional<MainThread::Task> task = takeNextTask();
+        if (!task)
+            return;
+        (*task)();
+    }
 }
 
 // Closing drops the waiting tasks, outside the lock: their captures may post again.
 void close(bool applicationGone)
 {
     std::deque<MainThread::Task> dropped;
-    QObject *receiver = nullptr;
+    QSocketNotifier *notifier = nullptr;
+    int wakeFd = -1;
     {
         MainQueue &queue = mainQueue();
         std::lock_guard guard(queue.lock);
-        receiver = std::exchange(queue.receiver, nullptr);
+        notifier = std::exchange(queue.notifier, nullptr);
+        wakeFd = std::exchange(queue.wakeFd, -1);
         dropped.swap(queue.tasks);
         if (applicationGone)
             queue.mainThread = {};
     }
-    delete receiver; // takes its pending events along
+    delete notifier;
+    if (wakeFd >= 0)
+        ::close(wakeFd);
 }
 
 // Runs on the main thread as every application is constructed.
 void open()
 {
     QCoreApplication *app = QCoreApplication::instance();
+    const int wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wakeFd < 0)
+        return; // no queue: every task is refused
+    auto *notifier = new QSocketNotifier(wakeFd, QSocketNotifier::Read);
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [wakeFd] { runWaitingTasks(wakeFd); });
     {
         MainQueue &queue = mainQueue();
         std::lock_guard guard(queue.lock);
-        queue.receiver = new QObject;
+        queue.wakeFd = wakeFd;
+        queue.notifier = notifier;
         queue.mainThread = std::this_thread::get_id();
     }
     QObject::connect(app, &QCoreApplication::aboutToQuit, app, [] { close(false); });
@@ -90,15 +125,13 @@ void MainThread::async(Task task)
         return;
     MainQueue &queue = mainQueue();
     std::unique_lock guard(queue.lock);
-    if (!queue.receiver) {
+    if (queue.wakeFd < 0) {
         guard.unlock();
         return; // refused: the task goes here, on this thread, after the lock
     }
-    // Posted under the lock, so that the event (made here) reaches the main thread
-    // through the same lock as the task; the functor holds nothing to read before
-    // runNextTask() takes the lock.
     queue.tasks.push_back(std::move(task));
-    QMetaObject::invokeMethod(queue.receiver, [] { runNextTask(); }, Qt::QueuedConnection);
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(queue.wakeFd, &one, sizeof one);
 }
 
 void MainThread::after(std::chrono::milliseconds delay, const QObject *context, Task task)
@@ -131,5 +164,5 @@ bool MainThread::isOpen()
 {
     MainQueue &queue = mainQueue();
     std::lock_guard guard(queue.lock);
-    return queue.receiver != nullptr;
+    return queue.wakeFd >= 0;
 }

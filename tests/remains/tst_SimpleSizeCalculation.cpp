@@ -69,7 +69,7 @@ class tst_SimpleSizeCalculation : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanupTestCase() { QProcess::execute("rm", {"-rf", m_sandbox.path("tree")}); } // deeper than QDir reaches
+    void cleanupTestCase() { outputOf("bash", {"-c", "chmod 700 \"$0\"/closed; rm -rf \"$0\"", m_sandbox.path("tree")}); } // deeper than QDir reaches
 
     // A collector pushes once the batch size has gathered (many added at once: one batch)
     // and the rest, even nothing, when forced. A trigger reports changes of state only (with
@@ -133,27 +133,21 @@ private Q_SLOTS:
     void sizesMatchAnIndependentCount()
     {
         const QString tree = m_sandbox.path("tree"), outside = m_sandbox.path("outside " + QString(60, 'o'));
-        for (const char *file : {"/a.bin", "/.hidden", "/sub/b.bin", "/pkg.app/Contents/Info.plist", "/closed/secret"})
-            TestSandbox::makeFile(tree + file, 5000);
-        const QString big = TestSandbox::makeFile(outside + "/big.bin", 400000);
-        const QString shared = TestSandbox::makeFile(tree + "/linked/original", 100000);
-        for (int i = 0; i < 300; ++i)
-            QCOMPARE(::link(QFile::encodeName(shared), QFile::encodeName(tree + "/linked/copy" + QString::number(i))), 0);
-        QCOMPARE(::link(QFile::encodeName(big), QFile::encodeName(tree + "/sub/hard-to-big")), 0);
-        for (const auto &[target, link] : {std::pair{big, "/link-to-file"}, {outside, "/sub/link-to-folder"}, {"/gone", "/dangling"},
-                                           {outside, "/../cache-link"}, {big, "/../file-link"}})
-            QVERIFY(QFile::link(target, tree + link));
-        // 300 folders deep, deeper than the walk holds descriptors for and longer than
-        // PATH_MAX, which only relative steps can make.
-        QCOMPARE(QProcess::execute("bash", {"-c", "cd \"$0\" && for i in {1..300}; do mkdir twenty-letters-long- && "
-                                                  "cd twenty-letters-long- || exit 1; done; head -c 5000 /dev/zero >bottom", tree}), 0);
-        if (::geteuid() != 0) // permissions do not keep root out
-            QVERIFY(QFile::setPermissions(tree + "/closed", QFile::Permissions()));
-        for (const QString &item : {tree, tree + "/sub", shared, m_sandbox.path("cache-link"), m_sandbox.path("file-link"),
+        // Hidden files, a package, 300 hard links to a file and one to a file outside,
+        // links, an unreadable folder, and 300 folders deep: deeper than the walk holds
+        // descriptors for and longer than PATH_MAX, which only relative steps can make.
+        outputOf("bash", {"-c", R"sh(mkdir -p "$1" "$0"/{sub,pkg.app/Contents,linked,closed} && cd "$0" || exit
+            for f in a.bin .hidden sub/b.bin pkg.app/Contents/Info.plist closed/secret; do head -c 5000 /dev/zero >$f; done
+            head -c 400000 /dev/zero >"$1/big.bin" && head -c 100000 /dev/zero >linked/original && ln "$1/big.bin" sub/hard
+            for i in {1..300}; do ln linked/original linked/copy$i; done
+            ln -s "$1/big.bin" file && ln -s "$1" sub/folder && ln -s /gone gone
+            ln -s "$1" ../cache-link && ln -s "$1/big.bin" ../file-link
+            [ "$(id -u)" = 0 ] || chmod 0 closed # permissions do not keep root out
+            for i in {1..300}; do mkdir twenty-letters-long- && cd twenty-letters-long-; done && head -c 5000 /dev/zero >bottom)sh", tree, outside});
+        for (const QString &item : {tree, tree + "/sub", tree + "/linked/original", m_sandbox.path("cache-link"), m_sandbox.path("file-link"),
                                     m_sandbox.path("missing"), QString()})
             QCOMPARE(FolderSizeWalk::allocatedSizeOfItem(item).value_or(1), expectedAllocatedSize(item));
         QVERIFY(expectedAllocatedSize(tree) > 500000 && expectedAllocatedSize(tree) < 600000);
-        QFile::setPermissions(tree + "/closed", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         int asked = 0;
         QVERIFY(!FolderSizeWalk::allocatedSizeOfItem(tree, [&asked] { return ++asked == 5; }));
         QCOMPARE(asked, 5);
@@ -175,7 +169,7 @@ private Q_SLOTS:
     void quittingStopsEveryWorker()
     {
         const QString wide = m_sandbox.path("wide");
-        QCOMPARE(QProcess::execute("bash", {"-c", "mkdir \"$0\" && cd \"$0\" && touch {1..20000} && echo >full", wide}), 0);
+        outputOf("bash", {"-c", "mkdir \"$0\" && cd \"$0\" && touch {1..20000} && echo >full", wide});
         SimpleSizeCalculation &calculator = SimpleSizeCalculation::GetInstance();
         std::vector<std::shared_ptr<SimpleSizeCalculationTask>> tasks(201);
         for (auto &task : tasks) {
