@@ -8,11 +8,13 @@
 // The main (GUI) thread as a queue: work posted from any thread runs there, in a
 // later turn of the event loop, never re-entrantly inside the caller.
 //
-// The queue opens with each application and closes as soon as the application begins
-// to quit (aboutToQuit) or is destroyed without quitting: tasks still waiting are then
-// dropped, and later tasks are refused, that is destroyed at once on the caller's
-// thread. So a worker that outlives the application never reaches it. Nothing here is
-// ever destroyed, as such workers may still post while the process exits.
+// A poster never calls into Qt: it queues the task under a standard mutex and wakes
+// the main thread through an eventfd. The queue opens with each application and
+// closes as soon as the application begins to quit (aboutToQuit) or is destroyed
+// without quitting: tasks still waiting are then dropped, and later tasks are refused,
+// that is destroyed at once on the caller's thread. So a worker that outlives the
+// application never reaches it. Nothing here is ever destroyed, as such workers may
+// still post while the process exits.
 class MainThread
 {
 public:
