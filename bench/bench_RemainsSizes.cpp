@@ -1,9 +1,12 @@
 // Measures the size calculation of the remains analysis on generated trees: one folder
 // walked by fastFolderSizeOfItemWithPath against du -s (GNU) and gdu, and four folders
 // measured at once through SimpleSizeCalculation against du run on them one after
-// another. Prints the figures; the trees are removed afterwards.
+// another; then hostile shapes (a file with 10,000 hard links, a chain of folders
+// 10,000 deep, a link to /usr), each against du. Prints the figures; the trees are
+// removed afterwards.
 //
 //   bench_RemainsSizes [--root DIR] [--runs N] [--folders N] [--files-per-folder N] [--keep]
+//                      [--trees DIR]   (reuses trees generated before with --keep)
 
 #include "remains/ObjectsProcessor.h"
 #include "remains/SimpleSizeCalculation.h"
@@ -22,8 +25,10 @@
 #include <QThread>
 
 #include <algorithm>
+#include <fcntl.h>
 #include <functional>
 #include <sys/resource.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -217,6 +222,69 @@ void printRatio(const QString &label, double ratio, const QString &target)
     out() << QStringLiteral("  %1 = %2%3").arg(label).arg(ratio, 0, 'f', 2).arg(target) << Qt::endl;
 }
 
+// A folder holding one file of 1 MB under 10,000 names (hard links).
+QString makeHardLinks(const QString &root)
+{
+    const QString folder = root + QStringLiteral("/hard-links");
+    QDir().mkpath(folder);
+    QFile original(folder + QStringLiteral("/original"));
+    if (original.open(QIODevice::WriteOnly))
+        original.write(QByteArray(1 << 20, 'h'));
+    original.close();
+    for (int i = 0; i < 10000; ++i)
+        ::link(QFile::encodeName(original.fileName()).constData(),
+               QFile::encodeName(QStringLiteral("%1/link%2").arg(folder).arg(i)).constData());
+    return folder;
+}
+
+// A chain of folders 10,000 deep (far beyond PATH_MAX) with a file of 4 KB at the bottom,
+// made relative to descriptors as such paths cannot be used.
+QString makeDeepChain(const QString &root)
+{
+    const QString top = root + QStringLiteral("/deep");
+    QDir().mkpath(top);
+    int fd = ::open(QFile::encodeName(top).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (int level = 0; level < 10000 && fd >= 0; ++level) {
+        ::mkdirat(fd, "level", 0700);
+        const int next = ::openat(fd, "level", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ::close(fd);
+        fd = next;
+    }
+    const int file = ::openat(fd, "bottom", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const QByteArray content(4096, 'd');
+    [[maybe_unused]] const ssize_t written = ::write(file, content.constData(), content.size());
+    ::close(file);
+    ::close(fd);
+    return top;
+}
+
+// Each shape measured as a remain is (through a task, whose path may be a link), timed,
+// with du -sB1 beside it (du also counts the folders' own blocks, 4 KB each).
+void measureHostileShapes(const QString &root, int runs)
+{
+    const QString usrLink = root + QStringLiteral("/link-to-usr");
+    QFile::link(QStringLiteral("/usr"), usrLink);
+    const QList<QPair<QString, QString>> shapes{{QStringLiteral("one 1 MB file under 10,000 hard links"), makeHardLinks(root)},
+                                                {QStringLiteral("a chain of folders 10,000 deep"), makeDeepChain(root)},
+                                                {QStringLiteral("a link to /usr"), usrLink}};
+    out() << "Hostile shapes (median of " << runs << " warm runs, one task each):" << Qt::endl;
+    for (const auto &[label, path] : shapes) {
+        quint64 size = 0;
+        const Timing timing = measure(runs, {[&] { size = measureTogether({path}); }}).front();
+        printRow(label, timing);
+        out() << QStringLiteral("  %1 %2 bytes; du -sB1 %3").arg(QString(), -44).arg(size)
+                     .arg(QString::fromLatin1(runTool("du", {"-sB1", path}).split('\t').value(0)))
+              << Qt::endl;
+    }
+}
+
+long peakResidentKb()
+{
+    rusage self{};
+    ::getrusage(RUSAGE_SELF, &self);
+    return self.ru_maxrss;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -227,22 +295,25 @@ int main(int argc, char **argv)
                        {"runs", "Timed runs per figure (median).", "N", "5"},
                        {"folders", "Folders per tree.", "N", "20000"},
                        {"files-per-folder", "Files per folder.", "N", "10"},
-                       {"keep", "Keep the generated trees."}});
+                       {"keep", "Keep the generated trees."},
+                       {"trees", "Reuse the trees generated before (with --keep) in DIR.", "DIR"}});
     parser.process(app);
     const int runs = std::max(1, parser.value("runs").toInt());
     const TreeShape shape{std::max(1, parser.value("folders").toInt()), std::max(0, parser.value("files-per-folder").toInt())};
 
     QTemporaryDir workspace(parser.value("root") + "/tarnwick-bench-XXXXXX");
     workspace.setAutoRemove(!parser.isSet("keep"));
+    const QString treesFolder = parser.isSet("trees") ? parser.value("trees") : workspace.path();
     QStringList trees;
     QElapsedTimer generation;
     generation.start();
     for (int i = 1; i <= kTreeCount; ++i) {
-        trees << workspace.filePath(QStringLiteral("tree%1").arg(i));
-        generateTree(trees.last(), shape);
+        trees << treesFolder + QStringLiteral("/tree%1").arg(i);
+        if (!parser.isSet("trees"))
+            generateTree(trees.last(), shape);
     }
-    out() << "Generated " << kTreeCount << " trees of " << shape.folders << " folders and "
-          << shape.folders * shape.filesPerFolder << " files each in " << workspace.path() << " ("
+    out() << (parser.isSet("trees") ? "Reusing " : "Generated ") << kTreeCount << " trees of " << shape.folders
+          << " folders and " << shape.folders * shape.filesPerFolder << " files each in " << treesFolder << " ("
           << generation.elapsed() / 1000 << " s)" << Qt::endl;
     const bool hasGdu = !QStandardPaths::findExecutable("gdu").isEmpty();
 
@@ -274,6 +345,8 @@ int main(int argc, char **argv)
     out() << "Sizes: one tree " << walked << " bytes (files only); du -sB1 (directories included): "
           << runTool("du", {"-sB1", trees[0]}).split('\t').value(0) << "; four trees " << together << " bytes"
           << Qt::endl;
+    measureHostileShapes(workspace.path(), runs);
+    out() << "Peak resident set: " << peakResidentKb() / 1024 << " MB" << Qt::endl;
     if (!parser.isSet("keep")) {
         runTool("rm", {"-rf", workspace.path()}); // far quicker than removing entry by entry
         out() << "Removed " << workspace.path() << Qt::endl;

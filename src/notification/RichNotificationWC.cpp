@@ -239,6 +239,8 @@ void RichNotificationWC::hideNotification()
 {
     // The name, the count and the show date stay: the next first application sets them.
     m_bIsActive = false;
+    for (const auto &info : std::as_const(m_arrRemoveInfo))
+        info->cancelSizeCalculation(); // nothing shows their sizes any more
     m_arrRemoveInfo.clear();
     m_arrRemovedApps.clear();
     if (m_pFadeIn)

@@ -1,3 +1,8 @@
 #include "RemainsLogging.h"
 
-Q_LOGGING_CATEGORY(lcRemains, "tarnwick.remains", QtWarningMsg)
+const QLoggingCategory &lcRemains()
+{
+    // Never destroyed: a size worker may still ask it while the process exits.
+    static const auto *const category = new QLoggingCategory("tarnwick.remains", QtWarningMsg);
+    return *category;
+}

@@ -218,7 +218,17 @@ void SimpleRemainsInfo::addSizeOfPath(const QString &path)
     auto task = std::make_shared<SimpleSizeCalculationTask>();
     task->setListener(shared_from_this());
     task->setItemPath(path);
+    m_sizeTasks.push_back(task);
     SimpleSizeCalculation::GetInstance().addTask(task);
+}
+
+void SimpleRemainsInfo::cancelSizeCalculation()
+{
+    for (const auto &held : std::as_const(m_sizeTasks)) {
+        if (const auto task = held.lock())
+            task->cancel();
+    }
+    m_sizeTasks.clear();
 }
 
 void SimpleRemainsInfo::onSimpleSizeCalculationTaskComplete(const std::shared_ptr<SimpleSizeCalculationTask> &task)

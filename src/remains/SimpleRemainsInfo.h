@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class SimpleRemainsInfoListener;
 
@@ -52,6 +53,9 @@ public:
     void addPathInSubFolder(const QString &folder, const QString &prefix, const QString &suffix,
                             QList<PathForRemove> &array, qint32 type);
     void addSizeOfPath(const QString &path);
+    // Stops measuring: sizes not yet measured never will be (walks in progress give
+    // up), and the listener hears of none, not even of one already on its way.
+    void cancelSizeCalculation();
 
     void onSimpleSizeCalculationTaskComplete(const std::shared_ptr<SimpleSizeCalculationTask> &task) override;
     void updateSize(quint64 size);
@@ -76,4 +80,5 @@ private:
     QList<PathForRemove> m_arrAppObjectPaths;
     QList<PathForRemove> m_arrRemainsObjectPaths;
     QString _homePath;
+    std::vector<std::weak_ptr<SimpleSizeCalculationTask>> m_sizeTasks; // they hold this object
 };

@@ -35,3 +35,24 @@ void SimpleSizeCalculationTask::setItemSize(quint64 size)
     std::lock_guard guard(m_lock);
     m_itemSize = size;
 }
+
+void SimpleSizeCalculationTask::cancel()
+{
+    std::lock_guard guard(m_lock);
+    m_isCancelled = true;
+}
+
+bool SimpleSizeCalculationTask::isCancelled() const
+{
+    std::lock_guard guard(m_lock);
+    return m_isCancelled;
+}
+
+bool SimpleSizeCalculationTask::finishWithSize(quint64 size)
+{
+    std::lock_guard guard(m_lock);
+    if (m_isCancelled)
+        return false;
+    m_itemSize = size;
+    return true;
+}

@@ -1,26 +1,33 @@
 #pragma once
 
-#include <QDirIterator>
-#include <QFile>
+#include <QMap>
+#include <QProcess>
 #include <QString>
 
-#include <sys/stat.h>
+#include <numeric>
 
-// An independent count of the space on disk the remains analysis should report: a file's
-// own allocated blocks, or, for a folder, those of everything below it that is not a
-// directory, without following symbolic links.
+// Runs a program to its end and answers what it printed. The child starts with a plain
+// fork: otherwise QProcess shares the parent's memory until exec (vfork), after which
+// a process under ThreadSanitizer may start no thread.
+inline QByteArray outputOf(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setChildProcessModifier([] {});
+    process.start(program, arguments);
+    process.waitForFinished(-1);
+    return process.readAllStandardOutput();
+}
+
+// An independent count of the space on disk the size calculation must report, made by
+// GNU find, which walks trees of any depth, and none of the helper's code: the
+// allocated blocks of everything at or below the path that is not a directory, never
+// following a symbolic link (the path's own included), each device and inode once.
 inline quint64 expectedAllocatedSize(const QString &path)
 {
-    const auto blocksOf = [](const QString &item) {
-        struct stat status {};
-        return ::lstat(QFile::encodeName(item).constData(), &status) == 0 && !S_ISDIR(status.st_mode) ? quint64(status.st_blocks) * 512 : 0;
-    };
-    struct stat top {};
-    if (::stat(QFile::encodeName(path).constData(), &top) != 0)
-        return 0;
-    quint64 total = S_ISDIR(top.st_mode) ? 0 : blocksOf(path);
-    QDirIterator it(path, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        total += blocksOf(it.next());
-    return total;
+    QMap<QByteArray, quint64> blocks; // by device and inode
+    for (const QByteArray &line : outputOf("find", {path, "!", "-type", "d", "-printf", "%D:%i %b\\n"}).split('\n')) {
+        if (const qsizetype space = line.indexOf(' '); space > 0)
+            blocks.insert(line.left(space), line.mid(space + 1).toULongLong());
+    }
+    return std::accumulate(blocks.cbegin(), blocks.cend(), quint64(0)) * 512;
 }
