@@ -28,6 +28,7 @@ done
 
 # shellcheck source=tools/sandbox-functions.sh
 source "$(dirname "$0")/sandbox-functions.sh"
+in_private_session_bus "$build" "$@"
 
 helper_bundle="$build/Tarnwick Helper.app"
 [ -x "$helper_bundle/Contents/MacOS/tarnwick-helper" ] || { echo "demonstrate.sh: no helper in $build" >&2; exit 2; }
@@ -63,7 +64,7 @@ use_a_display
 say "Starting the helper on the sandbox home"
 XDG_RUNTIME_DIR="$runtime" "$helper" --home "$home" >"$sandbox/helper.log" 2>&1 &
 helper_pid=$!
-wait_for 30 grep -q "watching" "$sandbox/helper.log" || fail "the helper did not start"
+wait_for 30 agent_answers || fail "the helper did not start"
 
 say "Moving Foo.app to the Trash"
 trash="$home/.local/share/Trash"

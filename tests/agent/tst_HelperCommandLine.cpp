@@ -1,4 +1,8 @@
+#include "agent/AgentLauncher.h"
+#include "agent/DisplayPlatform.h"
 #include "agent/HelperCommandLine.h"
+#include "platform/Delays.h"
+#include "platform/LoginItems.h"
 #include "support/ProgramRun.h"
 
 #include <QDir>
@@ -23,6 +27,7 @@ class tst_HelperCommandLine : public QObject
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_RUNTIME_DIR"_s, m_runtime.path());
+        environment.insert(u"XDG_CONFIG_HOME"_s, m_home.filePath(u"xdg-config"_s));
         return environment;
     }
 
@@ -54,7 +59,8 @@ private Q_SLOTS:
     }
 
     // The built program: its answers, its login item (quoted: the bundle's folder name
-    // has a space), and a failure for what it does not understand.
+    // has a space) in $XDG_CONFIG_HOME, or in the home given, and a failure for what it
+    // does not understand.
     void theHelperAnswersFromOutside()
     {
         QVERIFY(helper({u"--version"_s}).out.startsWith("tarnwick-helper "));
@@ -63,42 +69,49 @@ private Q_SLOTS:
         const Run unknown = helper({u"--no-such-option"_s});
         QVERIFY(unknown.exitCode == 2 && unknown.err.contains("no-such-option"));
 
-        const QString entry = m_home.filePath(u".config/autostart/com.corbelle.Tarnwick-HelperS.desktop"_s);
-        QCOMPARE(helper({u"--home"_s, m_home.path(), u"--enable-login-item"_s}).exitCode, 0);
-        QFile file(entry);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray text = file.readAll();
-        QVERIFY2(text.contains("Exec=\"" + QFile::encodeName(QStringLiteral(TW_HELPER_EXECUTABLE)) + "\""), text.constData());
-        QVERIFY(text.contains("Type=Application"));
-        QCOMPARE(helper({u"--home"_s, m_home.path(), u"--disable-login-item"_s}).exitCode, 0);
-        QVERIFY(!QFileInfo::exists(entry));
+        for (const QStringList &home : {QStringList(), QStringList{u"--home"_s, m_home.path()}}) {
+            const QString folder = m_home.filePath(home.isEmpty() ? u"xdg-config"_s : u".config"_s);
+            const QString entry = folder + u"/autostart/com.corbelle.Tarnwick-HelperS.desktop"_s;
+            QCOMPARE(helper(home + QStringList{u"--enable-login-item"_s}).exitCode, 0);
+            QFile file(entry);
+            QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(entry));
+            const QByteArray text = file.readAll();
+            QVERIFY2(text.contains("Exec=\"" + QFile::encodeName(QStringLiteral(TW_HELPER_EXECUTABLE)) + "\""), text.constData());
+            QCOMPARE(helper(home + QStringList{u"--disable-login-item"_s}).exitCode, 0);
+            QVERIFY(!QFileInfo::exists(entry));
+        }
+        QCOMPARE(LoginItems::configFolder(u"/h"_s, false, u"relative"_s), u"/h/.config"_s);
     }
 
-    // The agent makes its Trash and watches it; the main application's side writes a
-    // command file and opens it with the helper, and the new start passes it to the
-    // running agent, which reads and consumes it. A second agent for the same user does
-    // not start; the first quits cleanly on SIGTERM.
-    void theAgentTakesLaterStartsAndQuitsOnSigterm()
+    // A test's delay divisor is taken (by test builds) and never passed on to the
+    // processes the helper starts.
+    void takesTheTestDivisorAndPassesItOn()
     {
-        QProcess agent;
-        agent.setProcessEnvironment(environment());
-        agent.start(QStringLiteral(TW_HELPER_EXECUTABLE), {u"--home"_s, m_home.path()});
-        QByteArray output;
-        QTRY_VERIFY_WITH_TIMEOUT((output += agent.readAllStandardOutput()).contains("watching"), 30000);
-        QVERIFY(QFileInfo(m_home.filePath(u".local/share/Trash/files"_s)).isDir());
+        qputenv(Delays::kTestDivisorVariable, "7");
+        AgentLauncher::adoptTestDivisor();
+        QVERIFY(!qEnvironmentVariableIsSet(Delays::kTestDivisorVariable));
+#ifdef TW_TEST_DELAYS
+        QCOMPARE(Delays::testDivisor(), 7);
+#endif
+    }
 
-        const Run sender = run(QStringLiteral(TW_TARNWICK_MSG), {u"exclude"_s, u"/Applications/Foo.app"_s});
-        QCOMPARE(sender.exitCode, 0);
-        const QString file = QString::fromUtf8(sender.out).trimmed();
-        QVERIFY2(file.endsWith(u".msgfortwhelp"_s), qPrintable(file));
-        QTRY_VERIFY_WITH_TIMEOUT(!QFileInfo::exists(file), 30000);
-
-        const Run second = helper({u"--home"_s, m_home.path()});
-        QVERIFY(second.exitCode == 0 && second.err.contains("already running"));
-
-        agent.terminate();
-        QVERIFY(agent.waitForFinished(30000));
-        QVERIFY(agent.exitStatus() == QProcess::NormalExit && agent.exitCode() == 0);
+    void choosesTheDisplay_data()
+    {
+        QTest::addColumn<QStringList>("variables");
+        QTest::addColumn<QString>("platform");
+        QTest::newRow("the user's choice") << QStringList{"QT_QPA_PLATFORM=wayland", "DISPLAY=:0"} << QString();
+        QTest::newRow("X11") << QStringList{"DISPLAY=:0"} << "xcb";
+        QTest::newRow("Wayland with XWayland") << QStringList{"DISPLAY=:0", "WAYLAND_DISPLAY=wayland-0"} << "xcb;wayland";
+        QTest::newRow("Wayland alone") << QStringList{"WAYLAND_DISPLAY=wayland-0"} << "wayland;offscreen";
+        QTest::newRow("no display") << QStringList{"DISPLAY="} << "offscreen";
+    }
+    void choosesTheDisplay()
+    {
+        QFETCH(QStringList, variables);
+        QProcessEnvironment environment;
+        for (const QString &variable : variables)
+            environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
+        QTEST(DisplayPlatform::choose(environment), "platform");
     }
 };
 
