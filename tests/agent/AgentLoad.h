@@ -41,8 +41,11 @@ public:
     // to hold them all (at most timeoutMs), then for the sentinel; closes the
     // notification before returning.
     Burst runBurst(int size, int timeoutMs);
-    // Moves one bundle in and tells whether it was reported and shown.
-    bool isShownWhenTrashed(const QString &name, int timeoutMs);
+    // Moves one bundle in (inside new folders, "A" or "A/B", when given) and tells
+    // whether it was reported and shown.
+    bool isShownWhenTrashed(const QString &name, int timeoutMs, const QString &folder = QString());
+    // How often the delegate heard of the path so far.
+    int reportsOf(const QString &trashedPath) const { return m_reports.value(trashedPath); }
 
     // Resident memory (VmRSS, in kilobytes), open descriptors and threads of this process.
     static qint64 residentKilobytes();
