@@ -1,7 +1,11 @@
 #include "ProgramRun.h"
 #include "TestSandbox.h"
+#include "agent/AgentLauncher.h"
+#include "agent/DisplayPlatform.h"
 #include "messaging/FileMessage.h"
+#include "platform/Delays.h"
 #include "platform/InstanceLock.h"
+#include "platform/LoginItems.h"
 #include "platform/OpenFileRequests.h"
 
 #include <QDir>
@@ -13,9 +17,9 @@
 
 using namespace Qt::StringLiterals;
 
-// The real helper as a process on a sandbox home: how it starts (once per user, quietly,
-// or saying in one line why it cannot) and when it ends. Each agent is known to run
-// once it answers on its socket.
+// The real helper as a process on a sandbox home: its command line, how it starts (once
+// per user, quietly, or saying in one line why it cannot) and when it ends. Each agent
+// is known to run once it answers on its socket.
 class tst_AgentProcess : public QObject
 {
     Q_OBJECT
@@ -30,10 +34,8 @@ class tst_AgentProcess : public QObject
         agent->start(executable, {u"--home"_s, m_sandbox->home()});
         return agent;
     }
-    ProgramRun runHelper(const QStringList &files = {}) const
-    {
-        return ProgramRun::of(QStringLiteral(TW_HELPER_EXECUTABLE), QStringList{u"--home"_s, m_sandbox->home()} + files, m_environment);
-    }
+    ProgramRun run(const QStringList &arguments) const { return ProgramRun::of(QStringLiteral(TW_HELPER_EXECUTABLE), arguments, m_environment); }
+    ProgramRun runHelper(const QStringList &files = {}) const { return run(QStringList{u"--home"_s, m_sandbox->home()} + files); }
     // One line on stderr and status 1.
     static bool failedSaying(const ProgramRun &run, const char *reason) { return run.exitCode == 1 && run.err.count('\n') == 1 && run.err.contains(reason); }
     static bool answers() { return OpenFileRequests::sendToRunningInstance({}, 1000); }
@@ -58,8 +60,76 @@ private Q_SLOTS:
     void initTestCase()
     {
         m_sandbox = std::make_unique<TestSandbox>();
-        m_environment = QProcessEnvironment::systemEnvironment();
-        m_environment.insert(u"XDG_RUNTIME_DIR"_s, m_sandbox->runtimeDirectory());
+        m_environment = QProcessEnvironment::systemEnvironment(); // the sandbox's runtime directory included
+        m_environment.insert(u"XDG_CONFIG_HOME"_s, m_sandbox->path(u"xdg-config"_s));
+    }
+
+    void answersItsCommandLine_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QByteArray>("printed"); // on stdout; errors print one line on stderr
+        QTest::newRow("version") << QStringList{"--version"} << 0 << QByteArray("tarnwick-helper 1.");
+        QTest::newRow("help") << QStringList{"--help"} << 0 << QByteArray("Usage: tarnwick-helper [options] [FILE...]");
+        QTest::newRow("unknown option") << QStringList{"--no-such-option"} << 2 << QByteArray();
+        QTest::newRow("both login switches") << QStringList{"--enable-login-item", "--disable-login-item"} << 2 << QByteArray();
+        QTest::newRow("empty home") << QStringList{"--home", ""} << 2 << QByteArray();
+    }
+    void answersItsCommandLine()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, printed);
+        const ProgramRun answer = run(arguments);
+        QTEST(answer.exitCode, "exitCode");
+        QVERIFY2(answer.exitCode == 0 ? answer.out.contains(printed) : answer.err.count('\n') == 1, answer.out + answer.err);
+    }
+
+    // The login item (quoted: the bundle's folder name has a space) goes to
+    // $XDG_CONFIG_HOME, when absolute and no home is given, else to <home>/.config.
+    void switchesTheLoginItem()
+    {
+        for (const QStringList &home : {QStringList(), QStringList{u"--home"_s, m_sandbox->home()}}) {
+            const QString entry = m_sandbox->path(home.isEmpty() ? u"xdg-config"_s : u".config"_s) + u"/autostart/com.corbelle.Tarnwick-HelperS.desktop"_s;
+            QCOMPARE(run(home + QStringList{u"--enable-login-item"_s}).exitCode, 0);
+            QFile file(entry);
+            QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(entry));
+            const QByteArray text = file.readAll();
+            QVERIFY2(text.contains("Exec=\"" + QFile::encodeName(QStringLiteral(TW_HELPER_EXECUTABLE)) + "\""), text.constData());
+            QCOMPARE(run(home + QStringList{u"--disable-login-item"_s}).exitCode, 0);
+            QVERIFY(!QFileInfo::exists(entry));
+        }
+        QCOMPARE(LoginItems::configFolder(u"/h"_s, false, u"relative"_s), u"/h/.config"_s);
+    }
+
+    // A test's delay divisor is taken (by test builds) and never passed on to the
+    // processes the helper starts.
+    void takesTheTestDivisorAndPassesItOn()
+    {
+        qputenv(Delays::kTestDivisorVariable, "7");
+        AgentLauncher::adoptTestDivisor();
+        QVERIFY(!qEnvironmentVariableIsSet(Delays::kTestDivisorVariable));
+#ifdef TW_TEST_DELAYS
+        QCOMPARE(Delays::testDivisor(), 7);
+#endif
+    }
+
+    void choosesTheDisplay_data()
+    {
+        QTest::addColumn<QStringList>("variables");
+        QTest::addColumn<QString>("platform");
+        QTest::newRow("the user's choice") << QStringList{"QT_QPA_PLATFORM=wayland", "DISPLAY=:0"} << QString();
+        QTest::newRow("X11") << QStringList{"DISPLAY=:0"} << "xcb";
+        QTest::newRow("Wayland with XWayland") << QStringList{"DISPLAY=:0", "WAYLAND_DISPLAY=wayland-0"} << "xcb;wayland";
+        QTest::newRow("Wayland alone") << QStringList{"WAYLAND_DISPLAY=wayland-0"} << "wayland;offscreen";
+        QTest::newRow("no display") << QStringList{"DISPLAY="} << "offscreen";
+    }
+    void choosesTheDisplay()
+    {
+        QFETCH(QStringList, variables);
+        QProcessEnvironment environment;
+        for (const QString &variable : variables)
+            environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
+        QTEST(DisplayPlatform::choose(environment), "platform");
     }
 
     // A normal start prints nothing; a later start hands its files to the agent, one

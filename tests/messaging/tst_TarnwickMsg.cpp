@@ -7,9 +7,8 @@
 #include "platform/FileAttributes.h"
 
 #include <QJsonDocument>
-#include <QTest>
-
 #include <QSet>
+#include <QTest>
 
 #include <memory>
 #include <vector>

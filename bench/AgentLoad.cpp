@@ -139,16 +139,11 @@ AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
     return burst;
 }
 
-bool AgentLoad::isShownWhenTrashed(const QString &name, int timeoutMs, const QString &folder)
+bool AgentLoad::isShownWhenTrashed(const QString &name, int timeoutMs)
 {
     closeWindow();
-    const QString staging = QStringLiteral("Downloads/single/");
-    const QString app = makeApp(staging + folder, name);
-    const QString moved = folder.isEmpty() ? app : m_sandbox.path(staging + folder.section(QLatin1Char('/'), 0, 0));
-    const QString trashed = moveToTrash(moved);
-    const QString reported =
-        folder.isEmpty() || trashed.isNull() ? trashed : m_sandbox.trash() + QLatin1Char('/') + folder + QLatin1Char('/') + QFileInfo(app).fileName();
-    const bool shown = waitForReport(reported, timeoutMs) && waitUntilShown(1, timeoutMs);
+    const bool shown = waitForReport(moveToTrash(makeApp(QStringLiteral("Downloads/single"), name)), timeoutMs) &&
+                       waitUntilShown(1, timeoutMs);
     closeWindow();
     return shown;
 }

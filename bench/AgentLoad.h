@@ -11,7 +11,7 @@ class TestSandbox;
 
 // The whole agent (an application delegate with its Trash watcher, remains finder and
 // notification window) on a sandbox home, driven with bursts of application bundles
-// moved into its Trash, for the load test and the load benchmark.
+// moved into its Trash, for the load benchmark.
 //
 // Every call to onAppMovedToTrash is counted per path before the delegate handles it.
 // Each burst is awaited until the notification holds all of it; then a sentinel
@@ -41,11 +41,8 @@ public:
     // to hold them all (at most timeoutMs), then for the sentinel; closes the
     // notification before returning.
     Burst runBurst(int size, int timeoutMs);
-    // Moves one bundle in (inside new folders, "A" or "A/B", when given) and tells
-    // whether it was reported and shown.
-    bool isShownWhenTrashed(const QString &name, int timeoutMs, const QString &folder = QString());
-    // How often the delegate heard of the path so far.
-    int reportsOf(const QString &trashedPath) const { return m_reports.value(trashedPath); }
+    // Moves one bundle in and tells whether it was reported and shown.
+    bool isShownWhenTrashed(const QString &name, int timeoutMs);
 
     // Resident memory (VmRSS, in kilobytes), open descriptors and threads of this process.
     static qint64 residentKilobytes();
