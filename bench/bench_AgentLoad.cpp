@@ -3,7 +3,9 @@
 // reports, the notifications begun, the bundles gathered and the time from the first
 // move until the notification held them all; resident memory and open descriptors
 // and threads after the warm-up and after the bursts; and whether the agent still reports after
-// its Trash was deleted and made again.
+// its Trash was deleted and made again. It exits with 1 when a burst was not each
+// reported once and gathered whole in one notification, or descriptors or threads
+// were left behind.
 //
 // usage: bench_AgentLoad [BURSTS [SIZE [DIVISOR]]]   (default 10 100 1: product delays)
 
@@ -79,12 +81,17 @@ int main(int argc, char **argv)
     std::printf("\nresident memory: %lld kB after the warm-up, %lld kB after the bursts (%+.1f %%)\n",
                 static_cast<long long>(residentBefore), static_cast<long long>(residentAfter),
                 100.0 * double(residentAfter - residentBefore) / double(residentBefore));
-    std::printf("open descriptors: %d after the warm-up, %d after the bursts\n", descriptorsBefore,
-                AgentLoad::openDescriptors());
-    std::printf("threads: %d after the warm-up, %d after the bursts\n", threadsBefore, AgentLoad::threadCount());
+    const int descriptorsAfter = AgentLoad::openDescriptors();
+    const int threadsAfter = AgentLoad::threadCount();
+    std::printf("open descriptors: %d after the warm-up, %d after the bursts\n", descriptorsBefore, descriptorsAfter);
+    std::printf("threads: %d after the warm-up, %d after the bursts\n", threadsBefore, threadsAfter);
 
     QDir(sandbox.home() + QStringLiteral("/.local/share/Trash")).removeRecursively();
-    std::printf("Trash deleted, then made again by the next trashing: %s\n",
-                load.isShownWhenTrashed(QStringLiteral("AfterDeletion"), kTimeoutMs) ? "reported and shown" : "MISSED");
-    return 0;
+    const bool shownAfterDeletion = load.isShownWhenTrashed(QStringLiteral("AfterDeletion"), kTimeoutMs);
+    std::printf("Trash deleted, then made again by the next trashing: %s\n", shownAfterDeletion ? "reported and shown" : "MISSED");
+    const int expected = bursts * size;
+    const bool whole = total.complete && total.reported == expected && total.extraReports == 0 &&
+                       total.gatherings == bursts && total.gathered == expected;
+    const bool nothingLeft = descriptorsAfter == descriptorsBefore && threadsAfter == threadsBefore;
+    return whole && nothingLeft && shownAfterDeletion ? 0 : 1;
 }

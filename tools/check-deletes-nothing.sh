@@ -21,6 +21,7 @@ keep=0
 
 # shellcheck source=tools/sandbox-functions.sh
 source "$(dirname "$0")/sandbox-functions.sh"
+in_private_session_bus "$@"
 
 helper_bundle="$build/Tarnwick.app/Contents/Library/LoginItems/Tarnwick Helper.app"
 msg="$build/bin/tarnwick-msg"
@@ -82,7 +83,7 @@ export HOME="$home" XDG_CACHE_HOME="$sandbox/cache"
 say "Starting the helper on the sandbox home"
 "$helper" --home "$home" >"$sandbox/helper.log" 2>&1 &
 helper_pid=$!
-wait_for 30 grep -q "watching" "$sandbox/helper.log" || fail "the helper did not start"
+wait_for 30 agent_answers || fail "the helper did not start"
 
 say "Handing the exclusion of Bar.app to the helper"
 "$helper" --home "$home" "$exclude_file"

@@ -30,6 +30,7 @@ done
 
 # shellcheck source=tools/sandbox-functions.sh
 source "$(dirname "$0")/sandbox-functions.sh"
+in_private_session_bus "$build" "$@"
 
 main_app="$build/Tarnwick.app/Contents/MacOS/tarnwick"
 helper="$build/Tarnwick.app/Contents/Library/LoginItems/Tarnwick Helper.app/Contents/MacOS/tarnwick-helper"
@@ -64,7 +65,7 @@ use_a_session_bus
 say "Starting the helper on the sandbox home"
 XDG_RUNTIME_DIR="$runtime" "$helper" --home "$home" >"$sandbox/helper.log" 2>&1 &
 helper_pid=$!
-wait_for 30 grep -q "watching" "$sandbox/helper.log" || fail "the helper did not start"
+wait_for 30 agent_answers || fail "the helper did not start"
 
 say "Moving Foo.app to the Trash"
 trash="$home/.local/share/Trash"

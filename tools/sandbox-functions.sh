@@ -1,6 +1,15 @@
 # Shell functions shared by the scripts that run the real helper on a sandbox home
-# (demonstrate.sh, check-deletes-nothing.sh). Source it, define `fail MESSAGE` and
-# call open_sandbox first.
+# (demonstrate.sh, check-deletes-nothing.sh). Source it, call in_private_session_bus
+# "$@", define `fail MESSAGE` and call open_sandbox first.
+
+# Runs the calling script again inside a session bus of its own, which ends with it.
+# A real desktop always has a session bus; without one, Qt's X11 platform would start
+# one for the helper (dbus-launch) and write ~/.dbus into the sandbox home.
+in_private_session_bus() {
+    [ -n "${TW_SANDBOX_BUS:-}" ] && return 0
+    command -v dbus-run-session >/dev/null || { echo "$0: needs dbus-run-session (the dbus-daemon package)" >&2; exit 2; }
+    TW_SANDBOX_BUS=1 exec dbus-run-session -- "$0" "$@"
+}
 
 # Makes the sandbox: a scratch folder named after $1 with home/, a private runtime/
 # and received/ (what the stand-in main application is given). On exit the helper
@@ -28,6 +37,19 @@ close_sandbox() {
 }
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }
+
+# Whether the helper's agent answers on its socket in the sandbox's runtime directory:
+# an empty open-file request, which only a running agent's event loop acknowledges.
+agent_answers() {
+    python3 - "$runtime/com.corbelle.Tarnwick-HelperS.socket" <<'PY'
+import socket, sys
+peer = socket.socket(socket.AF_UNIX)
+peer.settimeout(2)
+peer.connect(sys.argv[1])
+peer.sendall(bytes([0, 0, 0, 4, 0, 0, 0, 0]))  # a length of 4, then a count of no files
+sys.exit(0 if peer.recv(1) == b"A" else 1)
+PY
+}
 
 # Waits up to $1 seconds for the command after it to succeed.
 wait_for() {

@@ -1,15 +1,27 @@
 #include "AgentLauncher.h"
 
+#include "AgentLog.h"
 #include "AppDelegate.h"
+#include "DisplayPlatform.h"
 #include "core/PathsGenerator.h"
+#include "platform/Delays.h"
+#include "platform/InstanceLock.h"
 #include "platform/MainThread.h"
 #include "platform/OpenFileRequests.h"
+#include "platform/TerminationSignals.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QTextStream>
+#include <QThread>
 
 namespace {
+
+// An agent that holds the lock may still be starting: a later start waits this long
+// for it to answer.
+constexpr qint64 kHandOverPatienceMs = 10000;
+constexpr int kHandOverPauseMs = 100;
 
 QVariantList asVariantList(const QStringList &files)
 {
@@ -19,7 +31,24 @@ QVariantList asVariantList(const QStringList &files)
     return list;
 }
 
+int cannotRun(const QString &reason)
+{
+    QTextStream(stderr) << "tarnwick-helper: cannot run: " << reason << Qt::endl;
+    return AgentLauncher::kExitCannotRun;
+}
+
 } // namespace
+
+void AgentLauncher::adoptTestDivisor()
+{
+#ifdef TW_TEST_DELAYS
+    bool ok = false;
+    const int divisor = qEnvironmentVariableIntValue(Delays::kTestDivisorVariable, &ok);
+    if (ok)
+        Delays::setTestDivisor(divisor);
+#endif
+    qunsetenv(Delays::kTestDivisorVariable);
+}
 
 QStringList AgentLauncher::absolutePaths(const QStringList &files)
 {
@@ -29,30 +58,64 @@ QStringList AgentLauncher::absolutePaths(const QStringList &files)
     return absolute;
 }
 
-bool AgentLauncher::handToRunningAgent(const QStringList &files)
+int AgentLauncher::start(int &argc, char **argv, const QStringList &files)
 {
-    return OpenFileRequests::sendToRunningInstance(absolutePaths(files));
+    const QStringList opened = absolutePaths(files);
+    // The usual road of a command file: the main application opens it with the
+    // helper, which runs already.
+    if (!opened.isEmpty() && OpenFileRequests::sendToRunningInstance(opened))
+        return 0;
+    const QString lockPath = OpenFileRequests::lockPath();
+    if (lockPath.isEmpty())
+        return cannotRun(QStringLiteral("there is no runtime directory (XDG_RUNTIME_DIR) for the agent's socket"));
+    // Taken before anything else, so that of two starts at once exactly one listens.
+    InstanceLock lock(lockPath);
+    switch (lock.state()) {
+    case InstanceLock::State::HeldElsewhere:
+        return handToRunningAgent(opened);
+    case InstanceLock::State::Failed:
+        return cannotRun(lock.errorString());
+    case InstanceLock::State::Acquired:
+        break;
+    }
+    DisplayPlatform::apply();
+    QApplication app(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    return run(lock, opened);
 }
 
-int AgentLauncher::run(const QStringList &files)
+int AgentLauncher::handToRunningAgent(const QStringList &files)
+{
+    QElapsedTimer waited;
+    waited.start();
+    while (!OpenFileRequests::sendToRunningInstance(files)) {
+        if (waited.elapsed() >= kHandOverPatienceMs)
+            return cannotRun(QStringLiteral("another process holds %1 but no agent answers on %2")
+                                 .arg(OpenFileRequests::lockPath(), OpenFileRequests::socketPath()));
+        QThread::msleep(kHandOverPauseMs);
+    }
+    if (files.isEmpty())
+        QTextStream(stderr) << "Tarnwick Helper is already running for this user." << Qt::endl;
+    return 0;
+}
+
+int AgentLauncher::run(InstanceLock &lock, const QStringList &files)
 {
     OpenFileRequests requests;
-    if (!requests.listen()) {
-        QTextStream(stderr) << "Tarnwick Helper is already running for this user." << Qt::endl;
-        return 0;
-    }
+    if (!requests.listen(lock))
+        return cannotRun(requests.errorString());
+    TerminationSignals::install();
     AppDelegate delegate;
     QObject::connect(&requests, &OpenFileRequests::filesOpened, &delegate,
                      [&delegate](const QStringList &opened) { delegate.application(nullptr, asVariantList(opened)); });
-    QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &delegate,
-                     [&delegate] { delegate.applicationWillTerminate(); });
+    // Its lock file was deleted and a new start took the new one: that one serves now.
+    QObject::connect(&requests, &OpenFileRequests::instanceLost, qApp, &QCoreApplication::quit);
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &delegate, [&delegate] { delegate.applicationWillTerminate(); });
 
     delegate.applicationDidFinishLaunching();
-    QTextStream(stdout) << "Tarnwick Helper is watching " << PathsGenerator::GetInstance().buildTrashDirectory()
-                        << Qt::endl;
-    if (!files.isEmpty()) {
-        const QVariantList opened = asVariantList(absolutePaths(files));
-        MainThread::async([&delegate, opened] { delegate.application(nullptr, opened); });
-    }
+    qCDebug(lcAgent) << "watching" << PathsGenerator::GetInstance().buildTrashDirectory() << "and listening on"
+                     << OpenFileRequests::socketPath();
+    if (!files.isEmpty())
+        MainThread::async([&delegate, opened = asVariantList(files)] { delegate.application(nullptr, opened); });
     return QCoreApplication::exec();
 }

@@ -2,17 +2,30 @@
 
 #include <QStringList>
 
-// Runs the agent for the life of the process: one instance per user, which takes the
-// open-file requests of later starts, and the application delegate with its Trash
-// watcher and notification window.
+class InstanceLock;
+
+// Starts the agent for the life of the process, one per user: the first start takes
+// the user's instance lock, listens for the open-file requests of later starts and
+// runs the application delegate with its Trash watcher and notification window; a
+// later start hands its files to the running agent and ends.
+//
+// A normal start prints nothing. A start that cannot run the agent prints one line on
+// stderr and ends with kExitCannotRun.
 class AgentLauncher
 {
 public:
-    // Hands the files to an agent that already runs for this user; whether one took them.
-    static bool handToRunningAgent(const QStringList &files);
-    // Runs the agent on the current application object until it quits; the exit code.
-    // The files are handled once the agent has started.
-    static int run(const QStringList &files);
+    static constexpr int kExitCannotRun = 1;
+
+    // Runs the agent, or hands the files to the one that runs; the exit code.
+    static int start(int &argc, char **argv, const QStringList &files);
     // Paths as the running agent must see them: absolute, from this start's folder.
     static QStringList absolutePaths(const QStringList &files);
+    // The delay divisor a test gave this process in its environment, honoured only by
+    // test builds (TW_TEST_DELAYS); the variable is removed from the environment in
+    // every build, so that no process the helper starts inherits it. Call first.
+    static void adoptTestDivisor();
+
+private:
+    static int handToRunningAgent(const QStringList &files);
+    static int run(InstanceLock &lock, const QStringList &files);
 };

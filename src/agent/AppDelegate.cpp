@@ -1,6 +1,5 @@
 #include "AppDelegate.h"
 
-#include "NameExcluder.h"
 #include "UpdateRestarter.h"
 #include "core/PathsGenerator.h"
 #include "core/StringFileManager.h"
@@ -14,15 +13,13 @@
 
 #include <QFileInfo>
 
-#include <set>
-
 AppDelegate::AppDelegate() = default;
 
 AppDelegate::~AppDelegate() = default;
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    setExcluders({});
+    m_excluders.clear();
     m_pRichNotificationWC = RichNotificationWC::create();
     UpdateRestarter::GetInstance();
     startWatching();
@@ -66,28 +63,17 @@ void AppDelegate::processOpenFileWithPath(const QString &path)
     QStringList paths;
     if (!FileMessage::ReadExcludePaths(&paths, message) || paths.isEmpty())
         return;
-    Excluders grown = excluders();
     for (const QString &excluded : paths)
-        grown.push_back(std::make_shared<NameExcluder>(StringFileManager::getDisplayNameWithoutExtension(excluded)));
-    setExcluders(std::move(grown));
+        m_excluders.append(StringFileManager::getDisplayNameWithoutExtension(excluded));
 }
 
 // A clear command drops, a while later, only the exclusions that exist now: the main
 // application may already be excluding the next removal meanwhile.
 void AppDelegate::scheduleExcludersPruning()
 {
-    // Excluders are compared by identity; the snapshot also keeps them alive, so that
-    // no new excluder can take the address of a dropped one meanwhile.
-    const Excluders current = excluders();
-    auto snapshot = std::make_shared<std::set<std::shared_ptr<NameExcluder>>>(current.cbegin(), current.cend());
-    MainThread::after(Delays::scaled(Delays::kClearExclusions), this, [this, snapshot] {
-        Excluders kept;
-        for (const auto &excluder : excluders()) {
-            if (snapshot->erase(excluder) == 0)
-                kept.push_back(excluder);
-        }
-        setExcluders(std::move(kept));
-    });
+    const ExcluderList::Generation existing = m_excluders.newestGeneration();
+    MainThread::after(Delays::scaled(Delays::kClearExclusions), this,
+                      [this, existing] { m_excluders.dropThrough(existing); });
 }
 
 void AppDelegate::onAppMovedToTrash(const Bundle &bundle)
@@ -96,8 +82,12 @@ void AppDelegate::onAppMovedToTrash(const Bundle &bundle)
     const QString ownBundle = Bundle::mainBundlePath();
     if (ownBundle.isEmpty() || !FileAttributes::exists(ownBundle))
         return;
-    if (isExcluded(bundle.bundlePath()))
-        return;
+    if (!isExcluded(bundle.bundlePath()))
+        showNotificationForApp(bundle);
+}
+
+void AppDelegate::showNotificationForApp(const Bundle &bundle)
+{
     m_pRichNotificationWC->showNotificationForApp(bundle);
 }
 
@@ -108,11 +98,5 @@ bool AppDelegate::isExcluded(const QString &bundlePath) const
     const QString trashPrefix = PathsGenerator::GetInstance().buildTrashDirectory() + QLatin1Char('/');
     if (!bundlePath.startsWith(trashPrefix))
         return false;
-    const QString relative = bundlePath.mid(trashPrefix.size());
-    const Excluders current = excluders();
-    for (auto it = current.crbegin(); it != current.crend(); ++it) {
-        if ((*it)->isExcludedName(relative))
-            return true;
-    }
-    return false;
+    return m_excluders.excludes(bundlePath.mid(trashPrefix.size()));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ExcluderList.h"
 #include "watching/AppsInTrashWatcherListener.h"
 
 #include <QObject>
@@ -8,10 +9,8 @@
 #include <QVariantList>
 
 #include <memory>
-#include <vector>
 
 class AppsInTrashWatcher;
-class NameExcluder;
 class RichNotificationWC;
 class QWidget;
 
@@ -29,7 +28,6 @@ class AppDelegate : public QObject, public AppsInTrashWatcherListener
 public:
     // The answer to a request to open several files, as the system expects it.
     enum class OpenReply { Success = 0 };
-    using Excluders = std::vector<std::shared_ptr<NameExcluder>>;
 
     AppDelegate();
     ~AppDelegate() override;
@@ -47,19 +45,22 @@ public:
 
     void onAppMovedToTrash(const Bundle &bundle) override;
 
-    Excluders excluders() const { return m_excluders; }
-    void setExcluders(Excluders excluders) { m_excluders = std::move(excluders); }
+    ExcluderList &excluders() { return m_excluders; }
     RichNotificationWC *notificationController() const { return m_pRichNotificationWC.get(); }
 
     // The extension of the main application's command files.
     static QString commandFileExtension() { return QStringLiteral("msgfortwhelp"); }
+
+protected:
+    // Offers the clean-up of a trashed application that no exclusion stopped.
+    virtual void showNotificationForApp(const Bundle &bundle);
 
 private:
     void scheduleExcludersPruning();
     bool isExcluded(const QString &bundlePath) const;
 
     QWidget *window = nullptr; // never used by the logic
-    Excluders m_excluders;
+    ExcluderList m_excluders;
     std::unique_ptr<RichNotificationWC> m_pRichNotificationWC;
     std::unique_ptr<AppsInTrashWatcher> m_pTrashWatcher;
 };

@@ -1,10 +1,23 @@
 #include "UpdateRestarter.h"
 
-#include "core/FileManagerUtils.h"
+#include "core/PathsGenerator.h"
 #include "platform/Bundle.h"
+#include "platform/KernelEventQueue.h"
 #include "watching/VDKQueue.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/stat.h>
+
+namespace {
+
+constexpr quint32 kDeparture =
+    KernelEventQueue::NoteRename | KernelEventQueue::NoteDelete | KernelEventQueue::NoteRevoke;
+
+} // namespace
 
 UpdateRestarter &UpdateRestarter::GetInstance()
 {
@@ -15,19 +28,44 @@ UpdateRestarter &UpdateRestarter::GetInstance()
 UpdateRestarter::UpdateRestarter()
     : m_sBundlePath(Bundle::mainBundlePath())
 {
-    if (m_sBundlePath.isNull())
+    struct stat status {};
+    if (m_sBundlePath.isNull() || ::lstat(QFile::encodeName(m_sBundlePath).constData(), &status) != 0)
         return;
+    m_device = status.st_dev;
+    m_inode = status.st_ino;
     m_pVDKQueue = VDKQueue::init();
     if (!m_pVDKQueue)
         return;
     m_pVDKQueue->setDelegate(this);
     m_pVDKQueue->addPath(m_sBundlePath);
+    for (const QString &folder : enclosingFolders(m_sBundlePath, PathsGenerator::GetInstance().getHomeDirectory()))
+        m_pVDKQueue->addPath(folder, kDeparture);
+}
+
+QStringList UpdateRestarter::enclosingFolders(const QString &bundlePath, const QString &home)
+{
+    QStringList folders;
+    const QString cleanHome = home.isEmpty() ? QString() : QDir::cleanPath(home);
+    for (QString folder = QFileInfo(QDir::cleanPath(bundlePath)).path(); folder != QLatin1String("/");
+         folder = QFileInfo(folder).path()) {
+        folders.append(folder);
+        if (folder == cleanHome || folder == QLatin1String("."))
+            break;
+    }
+    return folders;
+}
+
+bool UpdateRestarter::isBundleInPlace() const
+{
+    struct stat status {};
+    return !m_sBundlePath.isNull() && ::lstat(QFile::encodeName(m_sBundlePath).constData(), &status) == 0 &&
+           status.st_dev == m_device && status.st_ino == m_inode;
 }
 
 // Whatever changed: only whether the bundle is still at its path matters, so writes,
 // attribute changes and renames inside a bundle that stays are ignored.
 void UpdateRestarter::VDKQueue(::VDKQueue *, const QString &, const QString &)
 {
-    if (m_sBundlePath.isNull() || !FileManagerUtils::fileExistsWithoutTraversingSymbolicLinkAtPath(m_sBundlePath))
+    if (!isBundleInPlace())
         QCoreApplication::quit();
 }

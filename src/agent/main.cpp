@@ -4,11 +4,10 @@
 #include "AgentLauncher.h"
 #include "HelperCommandLine.h"
 #include "core/WatcherSettings.h"
-#include "platform/TerminationSignals.h"
 #include "platform/UserDatabase.h"
 #include "remains/RemainsListing.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QTextStream>
 
 #include <cstdio>
@@ -19,15 +18,6 @@ int printAndExit(const QString &text, FILE *stream, int code)
 {
     QTextStream(stream) << text << (text.endsWith(QLatin1Char('\n')) ? "" : "\n");
     return code;
-}
-
-// Without any display the agent still runs (it has nothing to show until an
-// application is trashed): it then draws off screen instead of failing to start.
-void chooseOffscreenWithoutDisplay()
-{
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
-        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
 QStringList argumentsOf(int argc, char **argv)
@@ -66,6 +56,7 @@ int runJob(const HelperCommandLine &options, int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    AgentLauncher::adoptTestDivisor();
     QCoreApplication::setApplicationName(QStringLiteral("tarnwick-helper"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TW_VERSION));
     QCoreApplication::setOrganizationName(QStringLiteral("corbelle"));
@@ -86,12 +77,5 @@ int main(int argc, char **argv)
     if (options.mode() != HelperCommandLine::Mode::Agent)
         return runJob(options, argc, argv);
 
-    // A later start with files hands them to the running agent and ends.
-    if (!options.files().isEmpty() && AgentLauncher::handToRunningAgent(options.files()))
-        return 0;
-    chooseOffscreenWithoutDisplay();
-    QApplication app(argc, argv);
-    app.setQuitOnLastWindowClosed(false);
-    TerminationSignals::install();
-    return AgentLauncher::run(options.files());
+    return AgentLauncher::start(argc, argv, options.files());
 }

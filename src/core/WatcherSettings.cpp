@@ -3,6 +3,7 @@
 #include "PathsGenerator.h"
 #include "platform/BundleIdentifiers.h"
 #include "platform/LoginItems.h"
+#include "platform/UserDatabase.h"
 
 #include <QCoreApplication>
 
@@ -24,6 +25,8 @@ QString WatcherSettings::getHelperAppBundleID() const
 
 bool WatcherSettings::enableHelperInLoginItems(bool enable) const
 {
-    return LoginItems::setEnabled(PathsGenerator::GetInstance().getHomeDirectory(), getHelperAppBundleID(),
-                                  QCoreApplication::applicationFilePath(), enable);
+    const QString configFolder =
+        LoginItems::configFolder(PathsGenerator::GetInstance().getHomeDirectory(), !UserDatabase::homeOverride().isNull(),
+                                 qEnvironmentVariable("XDG_CONFIG_HOME"));
+    return LoginItems::setEnabled(configFolder, getHelperAppBundleID(), QCoreApplication::applicationFilePath(), enable);
 }

@@ -112,8 +112,7 @@ QString FileMessage::saveToFile() const
     const QString extension = messageExtension();
     if (archive.isEmpty() || extension.isNull())
         return {};
-    return MessageFiles::writeNewFile(folder + QLatin1Char('/') + createUniqueFileNameInFolder(folder, extension),
-                                      archive);
+    return MessageFiles::writeNewUniqueFile(folder, QLatin1Char('.') + extension, g_nameCounter, archive);
 }
 
 bool FileMessage::transmit() const

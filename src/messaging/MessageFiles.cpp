@@ -11,6 +11,7 @@
 #include <QRandomGenerator>
 
 #include <cerrno>
+#include <utility>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -21,6 +22,8 @@ namespace {
 // Seconds between the Unix epoch and 1 January 2001 UTC.
 constexpr qint64 kReferenceDateOffset = 978307200;
 constexpr int kTemporaryNameTries = 16;
+// Names drawn for one message before it gives up: far more writers than ever run at once.
+constexpr int kNameTries = 1000;
 
 // The folder, opened only when it is itself a directory (not a link to one) that is
 // private; -1 otherwise. What is checked is what was opened.
@@ -120,20 +123,41 @@ QString MessageFiles::uniqueFileName(const QString &folder, const QString &suffi
 QString MessageFiles::writeNewFile(const QString &path, const QByteArray &bytes)
 {
     const QFileInfo target(path);
-    const QByteArray name = QFile::encodeName(target.fileName());
+    const QString name = target.fileName();
+    return writeFile(target.path(), bytes, [&name, tried = false]() mutable {
+        return std::exchange(tried, true) ? QString() : name;
+    });
+}
+
+// Another writer (a second tarnwick-msg, whose counter also starts at 1) may take the
+// free name drawn between the check and the rename: the next name is drawn then.
+QString MessageFiles::writeNewUniqueFile(const QString &folder, const QString &suffix, std::atomic<quint64> &counter,
+                                         const QByteArray &bytes)
+{
+    return writeFile(folder, bytes, [&, tries = 0]() mutable {
+        return ++tries > kNameTries ? QString() : uniqueFileName(folder, suffix, counter);
+    });
+}
+
+QString MessageFiles::writeFile(const QString &folder, const QByteArray &bytes, const std::function<QString()> &nextName)
+{
+    QString name = nextName();
     if (name.isEmpty())
         return {};
-    const ScopedDescriptor folder(openPrivateFolder(target.path()));
-    if (folder.get() < 0)
+    const ScopedDescriptor descriptor(openPrivateFolder(folder));
+    if (descriptor.get() < 0)
         return {};
-    const QByteArray temporary = writeTemporaryFile(folder.get(), name, bytes);
+    const QByteArray temporary = writeTemporaryFile(descriptor.get(), QFile::encodeName(name), bytes);
     if (temporary.isEmpty())
         return {};
-    if (!renameWithoutReplacing(folder.get(), temporary, name)) {
-        ::unlinkat(folder.get(), temporary.constData(), 0);
-        return {};
+    for (; !name.isEmpty(); name = nextName()) {
+        if (renameWithoutReplacing(descriptor.get(), temporary, QFile::encodeName(name)))
+            return folder + QLatin1Char('/') + name;
+        if (errno != EEXIST)
+            break;
     }
-    return path;
+    ::unlinkat(descriptor.get(), temporary.constData(), 0);
+    return {};
 }
 
 std::optional<QByteArray> MessageFiles::readFile(const QString &path)

@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <atomic>
+#include <functional>
 #include <optional>
 
 // The folder and the files that carry messages between the helper and the main
@@ -33,7 +34,16 @@ public:
     // is a symbolic link) or something, a symbolic link included, is at the path.
     // Nothing is ever written through a link.
     static QString writeNewFile(const QString &path, const QByteArray &bytes);
+    // The same under a name of uniqueFileName(), drawn again whenever another writer
+    // takes the name first; the path, or a null string.
+    static QString writeNewUniqueFile(const QString &folder, const QString &suffix, std::atomic<quint64> &counter,
+                                      const QByteArray &bytes);
     // The content of a regular file of at most kMaxFileSize bytes; nothing for anything
     // else. Special files (a FIFO, a device) are refused without blocking on them.
     static std::optional<QByteArray> readFile(const QString &path);
+
+private:
+    // Writes the bytes into the folder under the first name nextName() gives that is
+    // free at the rename; a null name ends the tries.
+    static QString writeFile(const QString &folder, const QByteArray &bytes, const std::function<QString()> &nextName);
 };

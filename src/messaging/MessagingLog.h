@@ -2,6 +2,7 @@
 
 #include <QLoggingCategory>
 
-// Debug output of the messaging subsystem, off unless enabled with
+// Output of the messaging subsystem: warnings (a hand-off to the main application that
+// cannot happen); debug output only when enabled with
 // QT_LOGGING_RULES="tarnwick.messaging.debug=true".
 Q_DECLARE_LOGGING_CATEGORY(lcMessaging)

@@ -24,18 +24,23 @@ QString NotificationsManager::findMainApplication() const
     return running.isNull() ? Workspace::urlForApplicationWithBundleIdentifier(main) : running;
 }
 
+// The user asked for the clean-up, so a hand-off that cannot happen is worth a warning
+// (on stderr, which a login item's session keeps); nothing is shown.
 void NotificationsManager::removeFilePaths(const QList<PathForRemove> &paths) const
 {
     if (paths.isEmpty())
         return;
     const QString application = findMainApplication();
     if (application.isNull()) {
-        qCDebug(lcMessaging) << "no main application for" << paths.size() << "paths";
+        qCWarning(lcMessaging).noquote() << QStringLiteral("no Tarnwick application (%1) found to remove %2 items")
+                                                .arg(WatcherSettings::GetInstance().getMainAppBundleID())
+                                                .arg(paths.size());
         return;
     }
     WatcherMessage message;
     message.setPathsForRemove(paths);
     const QString file = message.saveForTransmit();
     qCDebug(lcMessaging) << "handing" << paths.size() << "paths to" << application << "in" << file;
-    Workspace::openFile(file.isNull() ? application : file, application);
+    if (!Workspace::openFile(file.isNull() ? application : file, application))
+        qCWarning(lcMessaging).noquote() << QStringLiteral("Tarnwick could not be started: %1").arg(application);
 }

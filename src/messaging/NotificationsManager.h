@@ -17,7 +17,8 @@ public:
 
     // Fire and forget: writes the message and opens it with the main application, or
     // merely opens the application (with its own path as the file) when the message
-    // cannot be written. An empty list, or no main application, does nothing.
+    // cannot be written. An empty list does nothing; no main application, or one that
+    // does not start, is a warning in the messaging category.
     void removeFilePaths(const QList<PathForRemove> &paths) const;
 
     // The main application that receives the remains: the copy that holds this helper

@@ -46,7 +46,7 @@ QString WatcherMessage::saveForTransmit() const
     if (folder.isNull())
         return {};
     const QByteArray text = getProtocolName2().toUtf8() + '\n' + QJsonDocument(toJson()).toJson(QJsonDocument::Compact);
-    return MessageFiles::writeNewFile(folder + QLatin1Char('/') + createUniqueFileNameInFolder(folder, kSuffix), text);
+    return MessageFiles::writeNewUniqueFile(folder, kSuffix, g_nameCounter, text);
 }
 
 bool WatcherMessage::loadFromPath(const QString &path)

@@ -5,8 +5,9 @@
 // Every named delay of the helper, in one place.
 //
 // The shipped values never change. Tests shorten all of them at once through one
-// test-only setting: a divisor, set with setTestDivisor() or, for a helper started
-// as a separate process, the environment variable TARNWICK_TEST_DELAY_DIVISOR.
+// test-only setting, a divisor: in-process with setTestDivisor(); a helper started as
+// a process by a test takes it from TARNWICK_TEST_DELAY_DIVISOR, but only when built
+// with TW_TEST_DELAYS (the test builds), never a plain or installed build.
 class Delays
 {
 public:
@@ -23,6 +24,8 @@ public:
     static constexpr ms kFadeIn{1000};             // the notification window's fade-in
     static constexpr ms kAnswerKeyGuard{600};      // a shown notification ignores its answering keys this long
     static constexpr ms kThreadRetry{1000};        // a thread the system refused is tried again
+    static constexpr ms kSocketPeerLimit{5000};    // a peer of the open-file socket has this long
+    static constexpr ms kSocketRetry{1000};        // a failed accept or socket re-creation waits this long
 
     // The delay as the running process uses it: the shipped value divided by the
     // test divisor (1 outside tests), never below one millisecond.
@@ -31,4 +34,7 @@ public:
 
     static int testDivisor();
     static void setTestDivisor(int divisor);
+
+    // The environment variable a test passes to a helper it starts.
+    static constexpr const char *kTestDivisorVariable = "TARNWICK_TEST_DELAY_DIVISOR";
 };

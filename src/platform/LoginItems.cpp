@@ -26,9 +26,16 @@ QString entryText(const QString &executable)
 
 } // namespace
 
-QString LoginItems::entryPath(const QString &home, const QString &bundleIdentifier)
+QString LoginItems::configFolder(const QString &home, bool homeGiven, const QString &xdgConfigHome)
 {
-    return home + QStringLiteral("/.config/autostart/") + bundleIdentifier + QStringLiteral(".desktop");
+    if (!homeGiven && QDir::isAbsolutePath(xdgConfigHome))
+        return QDir::cleanPath(xdgConfigHome);
+    return home.isEmpty() ? QString() : home + QStringLiteral("/.config");
+}
+
+QString LoginItems::entryPath(const QString &configFolder, const QString &bundleIdentifier)
+{
+    return configFolder + QStringLiteral("/autostart/") + bundleIdentifier + QStringLiteral(".desktop");
 }
 
 QString LoginItems::quotedExecArgument(const QString &argument)
@@ -48,11 +55,12 @@ QString LoginItems::quotedExecArgument(const QString &argument)
     return QLatin1Char('"') + quoted + QLatin1Char('"');
 }
 
-bool LoginItems::setEnabled(const QString &home, const QString &bundleIdentifier, const QString &executable, bool enabled)
+bool LoginItems::setEnabled(const QString &configFolder, const QString &bundleIdentifier, const QString &executable,
+                            bool enabled)
 {
-    if (home.isEmpty() || bundleIdentifier.isEmpty())
+    if (configFolder.isEmpty() || bundleIdentifier.isEmpty())
         return false;
-    const QString path = entryPath(home, bundleIdentifier);
+    const QString path = entryPath(configFolder, bundleIdentifier);
     if (!enabled)
         return !FileAttributes::existsNoFollow(path) || QFile::remove(path);
     if (executable.isEmpty() || !QDir().mkpath(QFileInfo(path).absolutePath()))

