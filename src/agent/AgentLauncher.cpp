@@ -4,6 +4,7 @@
 #include "core/PathsGenerator.h"
 #include "platform/MainThread.h"
 #include "platform/OpenFileRequests.h"
+#include "watching/AppsInTrashWatcher.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -48,8 +49,10 @@ int AgentLauncher::run(const QStringList &files)
                      [&delegate] { delegate.applicationWillTerminate(); });
 
     delegate.applicationDidFinishLaunching();
-    QTextStream(stdout) << "Tarnwick Helper is watching " << PathsGenerator::GetInstance().buildTrashDirectory()
-                        << Qt::endl;
+    // A Trash that cannot be watched yet has been warned about on stderr.
+    const bool watching = delegate.trashWatcher() && delegate.trashWatcher()->isWatching();
+    QTextStream(stdout) << (watching ? "Tarnwick Helper is watching " : "Tarnwick Helper will watch ")
+                        << PathsGenerator::GetInstance().buildTrashDirectory() << Qt::endl;
     if (!files.isEmpty()) {
         const QVariantList opened = asVariantList(absolutePaths(files));
         MainThread::async([&delegate, opened] { delegate.application(nullptr, opened); });

@@ -50,6 +50,7 @@ public:
     Excluders excluders() const { return m_excluders; }
     void setExcluders(Excluders excluders) { m_excluders = std::move(excluders); }
     RichNotificationWC *notificationController() const { return m_pRichNotificationWC.get(); }
+    AppsInTrashWatcher *trashWatcher() const { return m_pTrashWatcher.get(); }
 
     // The extension of the main application's command files.
     static QString commandFileExtension() { return QStringLiteral("msgfortwhelp"); }

@@ -2,6 +2,7 @@
 
 #include "MacOSVersion.h"
 #include "StringExtra.h"
+#include "platform/FileAttributes.h"
 #include "platform/PackageRules.h"
 
 #include <QStringList>
@@ -34,6 +35,10 @@ bool ApplicationDirectoryUtils::isApplicationAtURL(const QUrl &url)
     if (url.isEmpty() || !url.isLocalFile())
         return false;
     const QString path = url.toLocalFile();
+    // Like the platform's is-application value, the test is on the item itself: a
+    // symbolic link named like an application is not one, wherever it leads.
+    if (FileAttributes::isSymbolicLink(path))
+        return false;
     if (MacOSVersion::GetInstance().is_10_11_orHigher())
         return PackageRules::isApplication(path);
     return PackageRules::isPackage(path) && path.endsWith(QLatin1String(".app"));

@@ -69,8 +69,9 @@ FileItem *FileItem::createChild(const QString &path, int deep, FileItem *parent,
 }
 
 // Loads the node in pre-order: a child joins its parent (which reports it) before its
-// own children are loaded. The node ends up owned by its parent, or, for a root, stays
-// with the caller; null when it does not exist.
+// own children are loaded. Its kind is settled before it joins, so that listeners
+// never take a symbolic link to a folder for a folder. The node ends up owned by its
+// parent, or, for a root, stays with the caller; null when it does not exist.
 FileItem *FileItem::loadStandartInfoForPath(ItemPointer &item, const QString &path, int deep, ResourceType listedType)
 {
     item->m_bIsDir = false;
@@ -82,16 +83,15 @@ FileItem *FileItem::loadStandartInfoForPath(ItemPointer &item, const QString &pa
     item->m_bIsExist = item->testExistence(path, listedType);
     if (!item->m_bIsExist)
         return nullptr;
+    if (item->m_bIsDir)
+        item->takeMoreCatalogInfoWithPath(path, listedType);
     FileItem *node = item.get();
     if (FileItem *parent = node->getParent()) {
         if (!parent->addChild(std::move(item)))
             return nullptr;
     }
-    if (node->m_bIsDir) {
-        node->takeMoreCatalogInfoWithPath(path, listedType);
-        if (node->m_bIsDir)
-            node->loadChildrenUsingPath(path, deep);
-    }
+    if (node->m_bIsDir)
+        node->loadChildrenUsingPath(path, deep);
     return node;
 }
 

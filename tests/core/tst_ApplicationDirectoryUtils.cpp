@@ -1,7 +1,10 @@
 #include "TestSandbox.h"
 #include "core/ApplicationDirectoryUtils.h"
+#include "core/FileManagerUtils.h"
 #include "core/ParentFolder.h"
+#include "core/StringExtra.h"
 
+#include <QDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -17,7 +20,8 @@ private Q_SLOTS:
 
     // The immediate parent is never tested: an app directly inside another counts as
     // top-level. A kernel extension's folder name matches without regard to case,
-    // without being a directory. Folder membership is decided at a separator.
+    // without being a directory; a symbolic link to an application is none. Folder
+    // membership is decided at a separator.
     void findsTheOutermostEnclosingBundle()
     {
         const QString outer = TestSandbox::makeApp(m_sandbox->trash() + u"/Outer.app"_s, u"com.example.Outer"_s);
@@ -25,8 +29,9 @@ private Q_SLOTS:
         const QString beside = TestSandbox::makeApp(outer + u"/Inner.app"_s, u"com.example.Inner"_s);
         const QString pane = m_sandbox->trash() + u"/Tools.PrefPane"_s;
         const QString tool = TestSandbox::makeApp(pane + u"/Contents/Tool.app"_s, u"com.example.Tool"_s);
-        QVERIFY(Utils::isApplicationAtPath(outer));
-        QVERIFY(!Utils::isApplicationAtPath(m_sandbox->trash()) && !Utils::isApplicationAtPath(QString()));
+        QVERIFY(Utils::isApplicationAtPath(outer) && QFile::link(outer, m_sandbox->path(u"Link.app"_s)));
+        QVERIFY(!Utils::isApplicationAtPath(m_sandbox->path(u"Link.app"_s)) && !Utils::isApplicationAtPath(QString()));
+        QVERIFY(!Utils::isApplicationAtPath(m_sandbox->trash()));
 
         QCOMPARE(Utils::parentBundlePathForPath(nested), outer);
         QCOMPARE(ParentFolder::parentBundlePath(nested), outer);
@@ -40,6 +45,21 @@ private Q_SLOTS:
         QVERIFY(ParentFolder::isInFolder(u"/a/b/c"_s, u"/a/b"_s));
         QVERIFY(!ParentFolder::isInFolder(u"/a/bc"_s, u"/a/b"_s) && !ParentFolder::isInFolder(u"/a/b"_s, u"/a/b"_s));
         QVERIFY(!ParentFolder::isInFolder(u"/a/b/c"_s, QString()));
+    }
+
+    // The final link is not followed, whether it leads to a folder or nowhere. A
+    // metadata value that is not text reads as no path at all.
+    void existenceDoesNotFollowTheFinalLink()
+    {
+        const QString folder = m_sandbox->path(u"links"_s);
+        QVERIFY(QDir().mkpath(folder + u"/dir"_s));
+        QVERIFY(QFile::link(folder + u"/gone"_s, folder + u"/dangling"_s) && QFile::link(folder + u"/dir"_s, folder + u"/to-dir"_s));
+        bool isDir = true;
+        QVERIFY(FileManagerUtils::fileExistsWithoutTraversingSymbolicLinkAtPath(folder + u"/dangling"_s, &isDir) && !isDir);
+        QVERIFY(FileManagerUtils::fileExistsWithoutTraversingSymbolicLinkAtPath(folder + u"/to-dir"_s, &isDir) && isDir);
+        QVERIFY(!FileManagerUtils::fileExistsWithoutTraversingSymbolicLinkAtPath(folder + u"/missing"_s, &isDir) && !isDir);
+        QVERIFY(!FileManagerUtils::fileExistsWithoutTraversingSymbolicLinkAtPath(QString()));
+        QVERIFY(StringExtra::asString(QVariant(5)).isNull() && StringExtra::asString(u"s"_s) == u"s"_s);
     }
 };
 

@@ -1,5 +1,8 @@
 #include "TestSandbox.h"
+#include "core/FileManagerUtils.h"
+#include "core/MacOSVersion.h"
 #include "core/PathsGenerator.h"
+#include "platform/XdgDataHome.h"
 
 #include <QDir>
 #include <QTest>
@@ -14,7 +17,9 @@ class tst_PathsGenerator : public QObject
 private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
 
-    // The Trash is the freedesktop one and exists once it has been looked up.
+    // The Trash is the freedesktop one, in the data home, and looking paths up creates
+    // nothing: the home stays empty. Where no system version can be read (every Linux
+    // system), the version flags the helper consults answer yes.
     void derivesEveryFolderFromTheHome()
     {
         const PathsGenerator &paths = PathsGenerator::GetInstance();
@@ -22,7 +27,23 @@ private Q_SLOTS:
         QCOMPARE(paths.getHomeDirectory(), home);
         QCOMPARE(paths.buildUserApplicationsDirectory(), home + u"/Applications"_s);
         QCOMPARE(paths.buildTrashDirectory(), home + u"/.local/share/Trash/files"_s);
-        QVERIFY(QFileInfo(paths.buildTrashDirectory()).isDir());
+        QCOMPARE(FileManagerUtils::getTrashPath(), home + u"/.local/share/Trash/files/"_s);
+        QCOMPARE(paths.buildApplicationFolderPathInApplicationSupport(), home + u"/.local/share/com.corbelle.Tarnwick-HelperS"_s);
+        QVERIFY(QDir(home).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+        QVERIFY(MacOSVersion::GetInstance().is_10_10_orHigher() && MacOSVersion::GetInstance().is_10_11_orHigher());
+    }
+
+    // $XDG_DATA_HOME counts when it is absolute and the home is the user's own.
+    void choosesTheDataHome()
+    {
+        const struct {
+            const char *environment;
+            bool homeGiven;
+            const char *dataHome;
+        } cases[] = {{"/data/u/", false, "/data/u"}, {"/data/u", true, "/h/.local/share"},
+                     {"relative", false, "/h/.local/share"}, {"", false, "/h/.local/share"}};
+        for (const auto &c : cases)
+            QCOMPARE(XdgDataHome::resolve(u"/h"_s, QString::fromLatin1(c.environment), c.homeGiven), QString::fromLatin1(c.dataHome));
     }
 
     // Joined with one separator; a tilde is expanded only as "~/".

@@ -47,7 +47,11 @@ class tst_FileItem : public QObject, FileItemListener
 
     void onAddedFileItem(FileItem *item, FileItem *parent) override { record(u'+', item, parent); }
     void onRemovedFileItem(FileItem *item, FileItem *parent) override { record(u'-', item, parent); }
-    void record(QChar sign, FileItem *item, FileItem *parent) { m_events << sign + parent->getNameWithExt() + u'/' + item->getNameWithExt(); }
+    // A directory, as the listener sees it when it hears of it, ends with "/".
+    void record(QChar sign, FileItem *item, FileItem *parent)
+    {
+        m_events << sign + parent->getNameWithExt() + u'/' + item->getNameWithExt() + (item->isDir() ? u"/"_s : QString());
+    }
     FileItem *getFileItemParent() override { return nullptr; }
 
     QString path(const QString &relative) const { return m_root->filePath(relative); }
@@ -117,11 +121,15 @@ private Q_SLOTS:
         QCOMPARE(at(root.get(), u"kept"_s), kept);
 
         // The root hands its depth to what arrives: a new folder comes with its own
-        // entries, each reported after it (pre-order).
+        // entries, each reported after it (pre-order). A link to a folder is no folder,
+        // already when it is reported.
         m_events.clear();
         make({u"Folder/Sub/deep"_s});
         root->updateContentOfDir();
-        QCOMPARE(m_events, (QStringList{u"+%1/Folder"_s.arg(name), u"+Folder/Sub"_s}));
+        QCOMPARE(m_events, (QStringList{u"+%1/Folder/"_s.arg(name), u"+Folder/Sub/"_s}));
+        QVERIFY(QFile::link(path(u"Folder"_s), path(u"Link.app"_s)));
+        root->updateContentOfDir();
+        QCOMPARE(m_events.last(), u"+%1/Link.app"_s.arg(name));
         QVERIFY(at(root.get(), u"Folder/Sub"_s)->isDir() && !at(root.get(), u"Folder/Sub"_s)->getChildren());
 
         // A folder that vanished before its refresh keeps what it held, silently.
