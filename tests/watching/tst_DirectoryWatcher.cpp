@@ -166,6 +166,8 @@ private Q_SLOTS:
             m_reported.clear();
             TestSandbox::makeApp(m_folder + u"/Present.app"_s, {});
             DirectoryWatcher &watcher = start();
+            moveIn(u"Ready.app"_s); // once reported, no refresh is pending to notice the move
+            QTRY_VERIFY2_WITH_TIMEOUT(m_reported.removeOne(u"Ready.app"_s), c.what, 5000);
             QVERIFY2(c.leave(trash, m_folder), c.what);
             if (c.waitForIt)
                 QTRY_VERIFY2_WITH_TIMEOUT(!watcher.isWatching(), c.what, 5000);
