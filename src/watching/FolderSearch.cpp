@@ -1,6 +1,7 @@
 #include "FolderSearch.h"
 
 #include "FileItem.h"
+#include "WatchingLog.h"
 #include "core/ApplicationDirectoryUtils.h"
 #include "platform/MainThread.h"
 #include "platform/SerialQueue.h"
@@ -43,6 +44,7 @@ bool FolderSearch::isApplicationOfItsOwn(const QString &path)
 // that are never loaded). Only the paths of the next level are kept meanwhile.
 void FolderSearch::walk(const QString &folder, const Stopped &stopped) const
 {
+    qCDebug(lcWatching).noquote() << "searching folder" << folder << "for applications";
     std::vector<QString> level{folder};
     while (!level.empty()) {
         std::vector<QString> next;
