@@ -232,7 +232,8 @@ void measureLatency(const QString &trash, const QString &staging)
                 debounce, kLatencyRuns, median(beyond), *std::max_element(beyond.begin(), beyond.end()));
 }
 
-// The longest gap between two ticks of a 10 ms timer on the main thread.
+// The longest gap between two ticks of a 10 ms timer on the main thread, and the
+// main thread's CPU time within it.
 struct StallMeter
 {
     StallMeter()
@@ -240,16 +241,18 @@ struct StallMeter
         clock.start();
         timer.setTimerType(Qt::PreciseTimer);
         QObject::connect(&timer, &QTimer::timeout, [this] {
-            const double now = millisecondsSince(clock);
-            longest = std::max(longest, now - last);
+            const Timing now{threadCpuMilliseconds(), millisecondsSince(clock)};
+            if (now.wall - last.wall > longest.wall)
+                longest = {now.cpu - last.cpu, now.wall - last.wall};
             last = now;
         });
+        last = {threadCpuMilliseconds(), 0};
         timer.start(10);
     }
     QTimer timer;
     Clock clock;
-    double last = 0;
-    double longest = 0;
+    Timing last;
+    Timing longest;
 };
 
 class ReportClock : public AppsInTrashWatcherListener
@@ -287,9 +290,9 @@ void measureManySubFolders(const QString &trash, const QString &staging)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
     const double delay = std::chrono::duration<double, std::milli>(clock.reported - clock.moved.load()).count();
     std::printf("folders:  %d empty sub-folders moved in: the next application reported %.0f ms after its move "
-                "minus the %lld ms debounce; longest main-thread stall %.0f ms\n",
+                "minus the %lld ms debounce; longest main-thread stall %.0f ms (%.0f ms CPU)\n",
                 kSubFolders, delay - double(Delays::kTrashDebounce.count()), qlonglong(Delays::kTrashDebounce.count()),
-                stalls.longest);
+                stalls.longest.wall, stalls.longest.cpu);
 }
 
 // Names whose hashes under the seed 0 fall in the first slots of the table.
@@ -326,6 +329,7 @@ void measureCollidingNamesUnderSeedZero(const QString &folder)
     environment.insert(QStringLiteral("QT_HASH_SEED"), QStringLiteral("0"));
     child.setProcessEnvironment(environment);
     child.setProcessChannelMode(QProcess::ForwardedChannels);
+    std::fflush(stdout);
     child.start(QCoreApplication::applicationFilePath(), {QString::fromLatin1(kCollidingNamesOnly), folder});
     child.waitForFinished(-1);
 }

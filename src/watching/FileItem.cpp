@@ -119,9 +119,8 @@ bool FileItem::testExistence(const QString &path, ResourceType listedType)
 }
 
 // Refines the kind of a node that exists as a directory: a symbolic link to a
-// directory is no directory here, and an item with two or more hard links is kept as
-// a leaf. Directories have no link count on this platform (FileAttributes), so the
-// second rule holds for files only.
+// directory is no directory here. The rule that an item with two or more hard links
+// is kept as a leaf holds for files only on this platform (FileAttributes).
 void FileItem::takeMoreCatalogInfoWithPath(const QString &path, ResourceType listedType)
 {
     const ResourceType type = listedType != ResourceType::Unknown ? listedType : FileAttributes::resourceType(path);
@@ -131,10 +130,10 @@ void FileItem::takeMoreCatalogInfoWithPath(const QString &path, ResourceType lis
     }
     if (!m_bIsDir)
         return;
-    if (const auto links = FileAttributes::linkCount(path); links && *links >= 2)
-        m_bIsDir = false;
-    else
-        m_bIsPackage = Workspace::isFilePackageAtPath(path);
+    // Only directories get this far, and they have no link count here: the leaf rule
+    // cannot hold, so no stat is spent on it (a folder of 100,000 sub-folders moved
+    // into the Trash would pay 100,000 on the main thread).
+    m_bIsPackage = Workspace::isFilePackageAtPath(path);
 }
 
 // Packages are never entered.
