@@ -1,8 +1,11 @@
 #include "TestSandbox.h"
 #include "core/ApplicationDirectoryUtils.h"
 #include "core/FileManagerUtils.h"
+#include "core/MacOSVersion.h"
 #include "core/ParentFolder.h"
+#include "core/PathsGenerator.h"
 #include "core/StringExtra.h"
+#include "platform/XdgDataHome.h"
 
 #include <QDir>
 #include <QTest>
@@ -10,7 +13,8 @@
 using namespace Qt::StringLiterals;
 using Utils = ApplicationDirectoryUtils;
 
-class tst_ApplicationDirectoryUtils : public QObject
+// The user's paths and the path and bundle utilities.
+class tst_PathUtilities : public QObject
 {
     Q_OBJECT
     std::unique_ptr<TestSandbox> m_sandbox;
@@ -18,10 +22,46 @@ class tst_ApplicationDirectoryUtils : public QObject
 private Q_SLOTS:
     void initTestCase() { m_sandbox = std::make_unique<TestSandbox>(); }
 
-    // The immediate parent is never tested: an app directly inside another counts as
-    // top-level. A kernel extension's folder name matches without regard to case,
-    // without being a directory; a symbolic link to an application is none. Folder
-    // membership is decided at a separator.
+    // The Trash is the freedesktop one, in the data home, and looking paths up creates
+    // nothing. A tilde is expanded only as "~/". With no system version to read (every
+    // Linux system), the version flags the helper consults answer yes.
+    void derivesEveryFolderFromTheHome()
+    {
+        const PathsGenerator &paths = PathsGenerator::GetInstance();
+        const QString home = m_sandbox->home();
+        QCOMPARE(paths.getHomeDirectory(), home);
+        QCOMPARE(paths.buildUserApplicationsDirectory(), home + u"/Applications"_s);
+        QCOMPARE(paths.buildTrashDirectory(), home + u"/.local/share/Trash/files"_s);
+        QCOMPARE(FileManagerUtils::getTrashPath(), home + u"/.local/share/Trash/files/"_s);
+        QCOMPARE(paths.buildApplicationFolderPathInApplicationSupport(), home + u"/.local/share/com.corbelle.Tarnwick-HelperS"_s);
+        QVERIFY(QDir(home).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+        QCOMPARE(paths.expandTildeInPath(u"~/Library/Caches"_s), home + u"/Library/Caches"_s);
+        for (const QString &kept : {u"~"_s, u"~user/x"_s, u"/abs/~/x"_s})
+            QCOMPARE(paths.expandTildeInPath(kept), kept);
+        QVERIFY(MacOSVersion::GetInstance().is_10_10_orHigher() && MacOSVersion::GetInstance().is_10_11_orHigher());
+    }
+
+    // Joined with one separator. $XDG_DATA_HOME counts when it is absolute and the
+    // home is the user's own.
+    void joinsPathsAndChoosesTheDataHome()
+    {
+        const char *const joins[][3] = {{"/Users/a", "/Applications", "/Users/a/Applications"},
+                                        {"/Users/a/", "Library", "/Users/a/Library"}, {"/", "x", "/x"}, {"/a", "", "/a"}, {"", "b", "b"}};
+        for (const auto &[base, component, joined] : joins)
+            QCOMPARE(PathsGenerator::joinPath(QString::fromLatin1(base), QString::fromLatin1(component)), QString::fromLatin1(joined));
+        const struct {
+            const char *environment;
+            bool homeGiven;
+            const char *dataHome;
+        } cases[] = {{"/data/u/", false, "/data/u"}, {"/data/u", true, "/h/.local/share"},
+                     {"relative", false, "/h/.local/share"}, {"", false, "/h/.local/share"}};
+        for (const auto &c : cases)
+            QCOMPARE(XdgDataHome::resolve(u"/h"_s, QString::fromLatin1(c.environment), c.homeGiven), QString::fromLatin1(c.dataHome));
+    }
+
+    // The immediate parent is never tested (an app directly inside another counts as
+    // top-level); a kernel extension matches by name, in any case; a link to an app is
+    // none. Folder membership is decided at a separator.
     void findsTheOutermostEnclosingBundle()
     {
         const QString outer = TestSandbox::makeApp(m_sandbox->trash() + u"/Outer.app"_s, u"com.example.Outer"_s);
@@ -63,5 +103,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_ApplicationDirectoryUtils)
-#include "tst_ApplicationDirectoryUtils.moc"
+QTEST_GUILESS_MAIN(tst_PathUtilities)
+#include "tst_PathUtilities.moc"
