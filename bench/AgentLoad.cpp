@@ -4,6 +4,7 @@
 #include "messaging/FileMessage.h"
 #include "notification/RichNotificationWC.h"
 #include "platform/Bundle.h"
+#include "watching/AppsInTrashWatcher.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -137,6 +138,11 @@ AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
     }
     closeWindow();
     return burst;
+}
+
+bool AgentLoad::isWatchingTrash() const
+{
+    return m_delegate->trashWatcher() && m_delegate->trashWatcher()->isWatching();
 }
 
 bool AgentLoad::isShownWhenTrashed(const QString &name, int timeoutMs)

@@ -43,6 +43,8 @@ public:
     Burst runBurst(int size, int timeoutMs);
     // Moves one bundle in and tells whether it was reported and shown.
     bool isShownWhenTrashed(const QString &name, int timeoutMs);
+    // Whether the agent's Trash folder is watched at this moment.
+    bool isWatchingTrash() const;
 
     // Resident memory (VmRSS, in kilobytes), open descriptors and threads of this process.
     static qint64 residentKilobytes();

@@ -3,7 +3,12 @@
 // Prints the time and memory to build the Trash's tree, the time to refresh it after
 // 1,000 entries arrive next to the time of one plain directory read of the same
 // folder, and the latency from the last file-system event to the report of an
-// application, minus the debounce. Uses the shipped delays.
+// application, minus the debounce. Then two hostile loads: a folder of 100,000 empty
+// sub-folders moved into the Trash (the longest stall of the main thread, and the
+// delay of the next application trashed), and 100,000 names chosen to collide in the
+// children table under a known hash seed (the time to build and refresh their tree,
+// with this process's seed and, in a child process, with the seed forced to 0).
+// Uses the shipped delays.
 //
 // Times are given as the thread's CPU time (user and system), which a busy machine
 // does not inflate, with the wall-clock time beside it.
@@ -13,6 +18,7 @@
 #include "core/PathsGenerator.h"
 #include "platform/Delays.h"
 #include "platform/PropertyList.h"
+#include "platform/TrashLocation.h"
 #include "platform/UserDatabase.h"
 #include "watching/AppsInTrashWatcher.h"
 #include "watching/AppsInTrashWatcherListener.h"
@@ -23,14 +29,22 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <dirent.h>
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/resource.h>
-#include <ctime>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -42,6 +56,13 @@ constexpr int kArrivingFolders = 100; // each with two files inside
 constexpr int kRefreshRounds = 3;
 constexpr int kListingRuns = 5;
 constexpr int kLatencyRuns = 5;
+constexpr int kSubFolders = 100000;
+constexpr int kCollidingNames = 100000;
+// The children table of 100,000 entries has 2^17 slots; the colliding names all land
+// in its first 1,024.
+constexpr std::size_t kTableMask = (1u << 17) - 1;
+constexpr std::size_t kCollisionWindow = 1024;
+const char *const kCollidingNamesOnly = "--colliding-names-only";
 
 using Clock = QElapsedTimer;
 
@@ -211,11 +232,117 @@ void measureLatency(const QString &trash, const QString &staging)
                 debounce, kLatencyRuns, median(beyond), *std::max_element(beyond.begin(), beyond.end()));
 }
 
+// The longest gap between two ticks of a 10 ms timer on the main thread, and the
+// main thread's CPU time within it.
+struct StallMeter
+{
+    StallMeter()
+    {
+        clock.start();
+        timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&timer, &QTimer::timeout, [this] {
+            const Timing now{threadCpuMilliseconds(), millisecondsSince(clock)};
+            if (now.wall - last.wall > longest.wall)
+                longest = {now.cpu - last.cpu, now.wall - last.wall};
+            last = now;
+        });
+        last = {threadCpuMilliseconds(), 0};
+        timer.start(10);
+    }
+    QTimer timer;
+    Clock clock;
+    Timing last;
+    Timing longest;
+};
+
+class ReportClock : public AppsInTrashWatcherListener
+{
+public:
+    void onAppMovedToTrash(const Bundle &) override { reported = std::chrono::steady_clock::now(); }
+    std::atomic<std::chrono::steady_clock::time_point> moved{};
+    std::chrono::steady_clock::time_point reported{};
+};
+
+// The next application is trashed from another thread, on time even while the main
+// thread is busy, once the folder's refresh and search are due.
+void measureManySubFolders(const QString &trash, const QString &staging)
+{
+    const QString folder = staging + QStringLiteral("/Many Folders");
+    QDir().mkpath(folder);
+    for (int i = 0; i < kSubFolders; ++i)
+        ::mkdir(QFile::encodeName(QStringLiteral("%1/folder %2").arg(folder).arg(i)).constData(), 0755);
+    writeApp(staging + QStringLiteral("/Next.app"), QStringLiteral("com.example.next"));
+    ReportClock clock;
+    AppsInTrashWatcher watcher(&clock);
+    StallMeter stalls;
+    QDir().rename(folder, trash + QStringLiteral("/Many Folders"));
+    std::thread later([&] {
+        std::this_thread::sleep_for(Delays::kTrashDebounce + Delays::kFolderSearch + std::chrono::milliseconds(500));
+        QDir().rename(staging + QStringLiteral("/Next.app"), trash + QStringLiteral("/Next.app"));
+        clock.moved = std::chrono::steady_clock::now();
+    });
+    while (clock.reported <= clock.moved.load())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    later.join();
+    Clock settle;
+    settle.start();
+    while (settle.elapsed() < 5000) // the search of the folder goes on meanwhile
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+    const double delay = std::chrono::duration<double, std::milli>(clock.reported - clock.moved.load()).count();
+    std::printf("folders:  %d empty sub-folders moved in: the next application reported %.0f ms after its move "
+                "minus the %lld ms debounce; longest main-thread stall %.0f ms (%.0f ms CPU)\n",
+                kSubFolders, delay - double(Delays::kTrashDebounce.count()), qlonglong(Delays::kTrashDebounce.count()),
+                stalls.longest.wall, stalls.longest.cpu);
+}
+
+// Names whose hashes under the seed 0 fall in the first slots of the table.
+std::vector<QString> collidingNames()
+{
+    std::vector<QString> names;
+    for (quint64 candidate = 0; names.size() < std::size_t(kCollidingNames); ++candidate) {
+        QString name = QStringLiteral("trashed %1.dat").arg(candidate);
+        if ((qHash(name, 0) & kTableMask) < kCollisionWindow)
+            names.push_back(std::move(name));
+    }
+    return names;
+}
+
+void measureCollidingNames(const QString &folder)
+{
+    QDir().mkpath(folder);
+    for (const QString &name : collidingNames())
+        ::close(::open(QFile::encodeName(folder + QLatin1Char('/') + name).constData(), O_CREAT | O_WRONLY, 0644));
+    std::unique_ptr<FileItem> tree;
+    const Timing build = timed([&] { tree = FileItem::createTreeForPath(folder, 1); });
+    const Timing refresh = timed([&] { tree->updateContentOfDir(); });
+    std::printf("names:    %d names colliding under the seed 0, hash seed %zu: build %.0f ms CPU (%.0f wall), "
+                "refresh %.0f ms CPU (%.0f wall)\n",
+                kCollidingNames, std::size_t(QHashSeed::globalSeed()), build.cpu, build.wall, refresh.cpu,
+                refresh.wall);
+}
+
+// The same names in a process whose hash seed is forced to 0, as it was fixed before.
+void measureCollidingNamesUnderSeedZero(const QString &folder)
+{
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_HASH_SEED"), QStringLiteral("0"));
+    child.setProcessEnvironment(environment);
+    child.setProcessChannelMode(QProcess::ForwardedChannels);
+    std::fflush(stdout);
+    child.start(QCoreApplication::applicationFilePath(), {QString::fromLatin1(kCollidingNamesOnly), folder});
+    child.waitForFinished(-1);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
+    if (argc > 2 && qstrcmp(argv[1], kCollidingNamesOnly) == 0) {
+        measureCollidingNames(QString::fromLocal8Bit(argv[2]));
+        return 0;
+    }
     const QString base = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QDir::tempPath();
     QTemporaryDir root(base + QStringLiteral("/trash-bench-XXXXXX"));
     if (!root.isValid()) {
@@ -223,7 +350,7 @@ int main(int argc, char **argv)
         return 1;
     }
     UserDatabase::setHomeOverride(root.filePath(QStringLiteral("home")));
-    const QString trash = PathsGenerator::GetInstance().buildTrashDirectory();
+    const QString trash = TrashLocation::ensureFilesDirectory(PathsGenerator::GetInstance().getHomeDirectory());
     const QString staging = root.filePath(QStringLiteral("home/staging"));
     QDir().mkpath(staging);
 
@@ -232,5 +359,8 @@ int main(int argc, char **argv)
     measureBuild(trash);
     measureRefresh(trash);
     measureLatency(trash, staging);
+    measureManySubFolders(trash, staging);
+    measureCollidingNames(root.filePath(QStringLiteral("colliding")));
+    measureCollidingNamesUnderSeedZero(root.filePath(QStringLiteral("colliding-seed-0")));
     return 0;
 }

@@ -9,6 +9,7 @@
 #include "platform/MainThread.h"
 #include "platform/OpenFileRequests.h"
 #include "platform/TerminationSignals.h"
+#include "watching/AppsInTrashWatcher.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -113,8 +114,10 @@ int AgentLauncher::run(InstanceLock &lock, const QStringList &files)
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, &delegate, [&delegate] { delegate.applicationWillTerminate(); });
 
     delegate.applicationDidFinishLaunching();
-    qCDebug(lcAgent) << "watching" << PathsGenerator::GetInstance().buildTrashDirectory() << "and listening on"
-                     << OpenFileRequests::socketPath();
+    // A Trash that cannot be watched yet has been warned about on stderr.
+    const bool watching = delegate.trashWatcher() && delegate.trashWatcher()->isWatching();
+    qCDebug(lcAgent) << (watching ? "watching" : "will watch") << PathsGenerator::GetInstance().buildTrashDirectory()
+                     << "and listening on" << OpenFileRequests::socketPath();
     if (!files.isEmpty())
         MainThread::async([&delegate, opened = asVariantList(files)] { delegate.application(nullptr, opened); });
     return QCoreApplication::exec();

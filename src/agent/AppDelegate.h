@@ -47,6 +47,7 @@ public:
 
     ExcluderList &excluders() { return m_excluders; }
     RichNotificationWC *notificationController() const { return m_pRichNotificationWC.get(); }
+    AppsInTrashWatcher *trashWatcher() const { return m_pTrashWatcher.get(); }
 
     // The extension of the main application's command files.
     static QString commandFileExtension() { return QStringLiteral("msgfortwhelp"); }

@@ -2,6 +2,7 @@
 
 #include "MacOSVersion.h"
 #include "StringExtra.h"
+#include "platform/FileAttributes.h"
 #include "platform/PackageRules.h"
 
 #include <QStringList>
@@ -24,9 +25,12 @@ QString appendComponent(const QString &candidate, const QString &component)
 
 } // namespace
 
+// Either way an application's name ends in ".app": every other path is answered
+// before any URL is made or any file is read (a Trash refresh asks this of every
+// entry that arrives, a hundred thousand of them when such a folder is moved in).
 bool ApplicationDirectoryUtils::isApplicationAtPath(const QString &path)
 {
-    return !path.isNull() && isApplicationAtURL(QUrl::fromLocalFile(path));
+    return PackageRules::hasApplicationExtension(path) && isApplicationAtURL(QUrl::fromLocalFile(path));
 }
 
 bool ApplicationDirectoryUtils::isApplicationAtURL(const QUrl &url)
@@ -34,6 +38,10 @@ bool ApplicationDirectoryUtils::isApplicationAtURL(const QUrl &url)
     if (url.isEmpty() || !url.isLocalFile())
         return false;
     const QString path = url.toLocalFile();
+    // Like the platform's is-application value, the test is on the item itself: a
+    // symbolic link named like an application is not one, wherever it leads.
+    if (!PackageRules::hasApplicationExtension(path) || FileAttributes::isSymbolicLink(path))
+        return false;
     if (MacOSVersion::GetInstance().is_10_11_orHigher())
         return PackageRules::isApplication(path);
     return PackageRules::isPackage(path) && path.endsWith(QLatin1String(".app"));

@@ -3,31 +3,21 @@
 #include "PathsGenerator.h"
 #include "platform/FileAttributes.h"
 #include "platform/TemporaryDirectory.h"
-#include "platform/TrashLocation.h"
 
 #include <QDir>
 #include <QRandomGenerator>
-
-#include <mutex>
 
 namespace {
 
 constexpr int kFirstTempNameLength = 10;
 
-std::mutex g_trashLock;
-QString g_trashPath;
-
 } // namespace
 
+// PathsGenerator computes the folder once; it is not created here.
 QString FileManagerUtils::getTrashPath()
 {
-    std::lock_guard guard(g_trashLock);
-    if (g_trashPath.isEmpty()) {
-        const QString folder = TrashLocation::ensureFilesDirectory(PathsGenerator::GetInstance().getHomeDirectory());
-        if (!folder.isEmpty())
-            g_trashPath = folder + QLatin1Char('/');
-    }
-    return g_trashPath;
+    const QString folder = PathsGenerator::GetInstance().buildTrashDirectory();
+    return folder.isEmpty() ? QString() : folder + QLatin1Char('/');
 }
 
 bool FileManagerUtils::isFileLocked(const QString &path)

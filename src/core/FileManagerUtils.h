@@ -7,7 +7,7 @@
 class FileManagerUtils
 {
 public:
-    // The user's Trash folder with "/" appended; computed on first success and kept.
+    // The user's Trash folder with "/" appended (it may not exist yet).
     static QString getTrashPath();
     static bool isFileLocked(const QString &path);
     // Whether the path lies inside the Trash (the Trash folder itself does not).

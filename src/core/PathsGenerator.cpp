@@ -4,6 +4,7 @@
 #include "WatcherSettings.h"
 #include "platform/TrashLocation.h"
 #include "platform/UserDatabase.h"
+#include "platform/XdgDataHome.h"
 
 #include <QDir>
 
@@ -18,9 +19,7 @@ PathsGenerator::PathsGenerator()
     , m_sHomeDirectory(findHomeDirectory())
 {
     m_sUserApplicationDirectory = joinPath(m_sHomeDirectory, QStringLiteral("/Applications"));
-    m_sUserTrashDirectory = TrashLocation::ensureFilesDirectory(m_sHomeDirectory);
-    if (m_sUserTrashDirectory.isEmpty())
-        m_sUserTrashDirectory = TrashLocation::filesDirectory(m_sHomeDirectory);
+    m_sUserTrashDirectory = TrashLocation::filesDirectory(m_sHomeDirectory);
     m_sUserDownloadsDirectory = joinPath(m_sHomeDirectory, QStringLiteral("Downloads"));
     m_sUserLibraryDirectory = joinPath(m_sHomeDirectory, QStringLiteral("Library"));
     m_sUserApplicationSupportDirectory = joinPath(m_sUserLibraryDirectory, QStringLiteral("Application Support"));
@@ -62,9 +61,9 @@ bool PathsGenerator::pathInTrash(const QString &path) const
 
 QString PathsGenerator::buildApplicationFolderPathInApplicationSupport() const
 {
-    if (m_sHomeDirectory.isEmpty())
+    const QString dataHome = XdgDataHome::forHome(m_sHomeDirectory);
+    if (dataHome.isEmpty())
         return {};
-    const QString dataHome = joinPath(m_sHomeDirectory, QStringLiteral(".local/share"));
     return joinPath(dataHome, WatcherSettings::GetInstance().getHelperAppBundleID());
 }
 

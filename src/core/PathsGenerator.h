@@ -5,8 +5,8 @@
 // The user's directories, computed once from the user database (or the home
 // override of a sandbox) and answered from then on.
 //
-// The Trash is the freedesktop home trash (<home>/.local/share/Trash/files); looking
-// it up creates it when the account has none yet, so that it can be watched.
+// The Trash is the freedesktop home trash (<data home>/Trash/files, the data home
+// being $XDG_DATA_HOME or <home>/.local/share); looking paths up creates nothing.
 class PathsGenerator
 {
 public:

@@ -14,6 +14,8 @@ public:
     using ms = std::chrono::milliseconds;
 
     static constexpr ms kTrashDebounce{2000};      // quiet time before the Trash is re-read
+    static constexpr ms kTrashDebounceCeiling{10000}; // continuous changes postpone a re-read this long at most
+    static constexpr ms kWatchRetry{60000};        // a Trash the kernel refused to watch is tried again this often
     static constexpr ms kFolderSearch{2000};       // wait before a moved-in folder is searched
     static constexpr ms kClearExclusions{5000};    // a clear command takes effect this late
     static constexpr ms kMetadataSearchLimit{30000};

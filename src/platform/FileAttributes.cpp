@@ -47,6 +47,14 @@ bool FileAttributes::isSymbolicLink(const QString &path)
     return status && S_ISLNK(status->st_mode);
 }
 
+std::optional<FileAttributes::Identity> FileAttributes::directoryIdentity(const QString &path)
+{
+    const auto status = statOf(path, true);
+    if (!status || !S_ISDIR(status->st_mode))
+        return std::nullopt;
+    return Identity{quint64(status->st_dev), quint64(status->st_ino)};
+}
+
 FileAttributes::ResourceType FileAttributes::resourceType(const QString &path)
 {
     const auto status = statOf(path, false);

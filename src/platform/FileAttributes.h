@@ -16,6 +16,14 @@ class FileAttributes
 {
 public:
     enum class ResourceType { Unknown, Regular, Directory, SymbolicLink, Other };
+    // Which item a path leads to: it stays the same while the item is renamed and
+    // changes when another item takes its place.
+    struct Identity
+    {
+        quint64 device = 0;
+        quint64 inode = 0;
+        bool operator==(const Identity &) const = default;
+    };
 
     // Something exists at the path, following a final symbolic link (stat).
     static bool exists(const QString &path);
@@ -24,6 +32,9 @@ public:
     // The path is a directory, following a final symbolic link.
     static bool isDirectory(const QString &path);
     static bool isSymbolicLink(const QString &path);
+    // The identity of the directory the path leads to (following links); nullopt
+    // when there is none.
+    static std::optional<Identity> directoryIdentity(const QString &path);
     // The type of the item itself, not of a link's target; Unknown when it is missing.
     static ResourceType resourceType(const QString &path);
     // Space on disk of the item itself (st_blocks * 512); nullopt when it is missing.

@@ -59,14 +59,27 @@ void warnAboutFailure(const char *what, int error, const char *limit)
     qCWarning(lcKernelEvents, "%s failed: %s; raise the kernel limit %s", what, strerror(error), limit);
 }
 
-// ENOSPC on adding a watch means the user's watch budget is spent: say so once, with
-// the setting that raises it, rather than once for every path.
-void warnWatchBudgetSpent()
+// A spent kernel budget is told once, with the setting that raises it, rather than
+// at every attempt; once an attempt succeeds again, the next shortage is told anew.
+class Shortage
 {
-    static std::atomic_bool warned{false};
-    if (!warned.exchange(true))
-        warnAboutFailure("Watching a path", ENOSPC, "fs.inotify.max_user_watches");
-}
+public:
+    constexpr Shortage(const char *what, const char *limit) : m_what(what), m_limit(limit) {}
+    void failed(int error)
+    {
+        if (!m_current.exchange(true))
+            warnAboutFailure(m_what, error, m_limit);
+    }
+    void ended() { m_current = false; }
+
+private:
+    const char *m_what;
+    const char *m_limit;
+    std::atomic_bool m_current{false};
+};
+
+Shortage g_instances{"Creating a kernel event queue", "fs.inotify.max_user_instances"};
+Shortage g_watches{"Watching a path", "fs.inotify.max_user_watches"};
 
 } // namespace
 
@@ -74,9 +87,10 @@ std::unique_ptr<KernelEventQueue> KernelEventQueue::create()
 {
     ScopedDescriptor inotify(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     if (inotify.get() < 0) {
-        warnAboutFailure("Creating a kernel event queue", errno, "fs.inotify.max_user_instances");
+        g_instances.failed(errno);
         return nullptr;
     }
+    g_instances.ended();
     ScopedDescriptor wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
     if (wake.get() < 0) {
         qCWarning(lcKernelEvents, "Creating a wake-up descriptor failed: %s", strerror(errno));
@@ -106,9 +120,10 @@ int KernelEventQueue::addWatch(const QString &path)
     const int watch = ::inotify_add_watch(m_inotifyDescriptor, QFile::encodeName(path).constData(), mask);
     if (watch < 0) {
         if (errno == ENOSPC)
-            warnWatchBudgetSpent();
+            g_watches.failed(errno);
         return -1;
     }
+    g_watches.ended();
     std::lock_guard guard(m_lock);
     Watch &record = m_watches[watch];
     if (record.references == 0 || !record.alive) {
@@ -175,8 +190,15 @@ KernelEventQueue::Batch KernelEventQueue::readPass()
         }
         merge(batch, event->wd, eventsOf(*event));
     }
-    if (batch.overflowed)
+    if (batch.overflowed) {
         warnAboutFailure("Keeping up with file-system changes", EOVERFLOW, "fs.inotify.max_queued_events");
+        // The lost events may have been anything: every item is told it was written
+        // to, which makes its owner read it again.
+        for (const auto &[watch, record] : m_watches) {
+            if (record.alive)
+                merge(batch, watch, NoteWrite);
+        }
+    }
     return batch;
 }
 

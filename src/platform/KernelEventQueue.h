@@ -44,7 +44,9 @@ public:
     struct Batch
     {
         std::vector<Change> changes; // in order of first appearance, one per watch
-        bool overflowed = false;     // the kernel dropped events; anything may have changed
+        // The kernel dropped events: anything may have changed, so every watch holds
+        // a write besides what was read.
+        bool overflowed = false;
     };
     // The little the mapping needs to know of a watched item itself.
     struct ItemState

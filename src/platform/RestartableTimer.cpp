@@ -1,5 +1,7 @@
 #include "RestartableTimer.h"
 
+#include <algorithm>
+
 RestartableTimer::RestartableTimer(std::function<void()> action, QObject *parent)
     : QObject(parent)
     , m_action(std::move(action))
@@ -15,6 +17,12 @@ RestartableTimer::RestartableTimer(std::function<void()> action, QObject *parent
 
 void RestartableTimer::restart(std::chrono::milliseconds delay)
 {
+    if (!m_timer.isActive())
+        m_sinceFirstRestart.start();
+    if (m_ceiling.count() > 0) {
+        const std::chrono::milliseconds left = m_ceiling - std::chrono::milliseconds(m_sinceFirstRestart.elapsed());
+        delay = std::clamp(left, std::chrono::milliseconds(0), delay);
+    }
     m_timer.start(delay);
 }
 

@@ -1,6 +1,7 @@
 #include "TrashLocation.h"
 
 #include "FileAttributes.h"
+#include "XdgDataHome.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,7 +12,8 @@ constexpr QFile::Permissions kPrivate = QFile::ReadOwner | QFile::WriteOwner | Q
 
 QString trashRoot(const QString &home)
 {
-    return home + QStringLiteral("/.local/share/Trash");
+    const QString dataHome = XdgDataHome::forHome(home);
+    return dataHome.isEmpty() ? QString() : QDir(dataHome).filePath(QStringLiteral("Trash"));
 }
 
 bool ensureFolder(const QString &path)
@@ -29,16 +31,15 @@ bool ensureFolder(const QString &path)
 
 QString TrashLocation::filesDirectory(const QString &home)
 {
-    if (home.isEmpty())
-        return {};
-    return trashRoot(home) + QStringLiteral("/files");
+    const QString root = trashRoot(home);
+    return root.isEmpty() ? QString() : root + QStringLiteral("/files");
 }
 
 QString TrashLocation::ensureFilesDirectory(const QString &home)
 {
-    if (home.isEmpty())
-        return {};
     const QString root = trashRoot(home);
+    if (root.isEmpty())
+        return {};
     const bool rootExisted = FileAttributes::isDirectory(root);
     if (!ensureFolder(root + QStringLiteral("/files")) || !ensureFolder(root + QStringLiteral("/info")))
         return {};

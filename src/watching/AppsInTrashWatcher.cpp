@@ -6,6 +6,7 @@
 #include "core/ApplicationDirectoryUtils.h"
 #include "core/PathsGenerator.h"
 #include "core/BundleExcludeList.h"
+#include "platform/TrashLocation.h"
 
 namespace {
 
@@ -25,6 +26,11 @@ AppsInTrashWatcher::AppsInTrashWatcher(AppsInTrashWatcherListener *listener)
 
 AppsInTrashWatcher::~AppsInTrashWatcher() = default;
 
+bool AppsInTrashWatcher::isWatching() const
+{
+    return m_pTrashWatcher && m_pTrashWatcher->isWatching();
+}
+
 void AppsInTrashWatcher::startWatching()
 {
     // A watcher being replaced may be the one whose report led here: it is silenced
@@ -33,6 +39,9 @@ void AppsInTrashWatcher::startWatching()
         m_pTrashWatcher->setDelegate(nullptr);
         m_pTrashWatcher.release()->deleteLater();
     }
+    // A new account has no Trash until its first deletion; one is made for it, or the
+    // first application trashed would find no watch in place.
+    TrashLocation::ensureFilesDirectory(PathsGenerator::GetInstance().getHomeDirectory());
     const QString trash = PathsGenerator::GetInstance().buildTrashDirectory();
     qCDebug(lcWatching).noquote() << "watching the Trash" << trash;
     m_pTrashWatcher = std::make_unique<DirectoryWatcher>(trash);

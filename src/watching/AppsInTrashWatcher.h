@@ -25,8 +25,11 @@ public:
     AppsInTrashWatcher(const AppsInTrashWatcher &) = delete;
     AppsInTrashWatcher &operator=(const AppsInTrashWatcher &) = delete;
 
-    // Starts over with a fresh view of the Trash: what it holds now is not reported.
+    // Starts over with a fresh view of the Trash (made first when the account has
+    // none): what it holds now is not reported.
     void startWatching();
+    // Whether the Trash is watched now (see DirectoryWatcher::isWatching).
+    bool isWatching() const;
     void onAddedAppWithPath(const QString &path) override;
 
     // The bundle when the path is an application of its own (not inside another

@@ -4,15 +4,14 @@
 #include "FileItem.h"
 #include "VDKQueue.h"
 #include "WatchingLog.h"
-#include "core/ApplicationDirectoryUtils.h"
 #include "core/ParentFolder.h"
 #include "platform/Delays.h"
-#include "platform/FileAttributes.h"
+#include "platform/KernelEventQueue.h"
 #include "platform/MainThread.h"
 
 #include <QFileInfo>
-#include <QStringList>
 
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -22,18 +21,25 @@ namespace {
 // that a folder moved in is reported together with what lies directly in it.
 constexpr int kTreeDepth = 1;
 
-// The closest folder above the path that exists ("/" at worst).
-QString nearestExistingAncestor(const QString &path)
+// A folder above the directory is watched for its entries (one of them leads to the
+// directory, and may be renamed or deleted) and for its own rename or deletion.
+constexpr quint32 kPlaceEvents =
+    KernelEventQueue::NoteWrite | KernelEventQueue::NoteRename | KernelEventQueue::NoteDelete;
+
+// The tree is read through the path with a final "/", which makes the kernel follow a
+// final symbolic link: the tree of a linked directory is that of its target, while
+// its entries keep their paths below the link.
+QString treePathOf(const QString &path)
 {
-    QString ancestor = QFileInfo(path).path();
-    while (!FileAttributes::isDirectory(ancestor) && ancestor != QFileInfo(ancestor).path())
-        ancestor = QFileInfo(ancestor).path();
-    return ancestor;
+    return path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
 }
 
-bool leavesItsPlace(const QString &notificationName)
+// The folders from the path's parent up to the root.
+void appendFoldersAbove(const QString &path, QStringList &folders)
 {
-    return notificationName == VDKQueueFileDeletedNotification || notificationName == VDKQueueFileRenamedNotification;
+    for (QString folder = path, parent = QFileInfo(path).path(); parent != folder;
+         folder = parent, parent = QFileInfo(folder).path())
+        folders.append(parent);
 }
 
 } // namespace
@@ -42,105 +48,156 @@ bool leavesItsPlace(const QString &notificationName)
 // start is never reported.
 DirectoryWatcher::DirectoryWatcher(const QString &path)
     : m_sPath(path)
-    , m_pPathTree(FileItem::createTreeForPath(path, kTreeDepth))
+    , m_identity(FileAttributes::directoryIdentity(path))
+    , m_pPathTree(FileItem::createTreeForPath(treePathOf(path), kTreeDepth))
     , m_refreshTimer([this] { updateDirContent(); })
+    , m_retryTimer([this] { startWatching(); })
+    , m_search([this](const QStringList &applications) {
+        for (const QString &application : applications)
+            notifyDelegateThatAddedAppWithPath(application);
+    })
 {
     if (m_pPathTree)
         m_pPathTree->setListener(this);
-    else
-        qCDebug(lcWatching).noquote() << "cannot watch" << path << "- it does not exist";
-    m_bIsWatching = startWatching();
+    m_refreshTimer.setCeiling(Delays::scaled(Delays::kTrashDebounceCeiling));
+    startWatching();
 }
 
 DirectoryWatcher::~DirectoryWatcher() = default;
 
+// Every watch is made anew: the folders above may no longer be the ones watched
+// before. When the directory is missing, the nearest folder above it that exists is
+// what tells of its return, so failing to watch that one is a refusal as well.
 bool DirectoryWatcher::startWatching()
 {
-    m_pVDKQueue = ::VDKQueue::init();
-    if (m_pVDKQueue) {
+    m_retryTimer.cancel();
+    m_bIsWatching = false;
+    if (!m_pVDKQueue) {
+        m_pVDKQueue = ::VDKQueue::init();
+        if (!m_pVDKQueue)
+            return refused();
         m_pVDKQueue->setDelegate(this);
-        m_pVDKQueue->addPath(m_sPath);
     }
-    return true;
+    m_pVDKQueue->removeAllPaths();
+    const bool nearestWatched = watchFoldersAbove();
+    const std::optional<Identity> identity = FileAttributes::directoryIdentity(m_sPath);
+    if (identity) {
+        m_pVDKQueue->addPath(m_sPath);
+        m_bIsWatching = m_pVDKQueue->isPathWatched(m_sPath);
+    }
+    if (identity ? !m_bIsWatching : !nearestWatched)
+        return refused();
+    if (std::exchange(m_bRefused, false))
+        qCWarning(lcWatching).noquote() << "Watching" << m_sPath << "again";
+    if (identity)
+        settleInPlace(*identity);
+    else
+        m_refreshTimer.cancel();
+    return m_bIsWatching;
 }
 
-// Whatever changed, the directory is read once it has been quiet for a while: a burst
-// of events (a large move, a file manager writing its trash info) makes one refresh.
-// While the directory is away, only its followed ancestor is heard; what the old
-// directory still reports is dropped.
+// Answers whether the nearest existing folder above the directory is watched.
+bool DirectoryWatcher::watchFoldersAbove()
+{
+    bool nearestWatched = false;
+    bool nearest = true;
+    for (const QString &folder : foldersAbove()) {
+        if (!FileAttributes::isDirectory(folder))
+            continue;
+        m_pVDKQueue->addPath(folder, kPlaceEvents);
+        if (std::exchange(nearest, false))
+            nearestWatched = m_pVDKQueue->isPathWatched(folder);
+    }
+    return nearestWatched;
+}
+
+// Above the path, and above where it leads when it is (or passes through) a link.
+QStringList DirectoryWatcher::foldersAbove() const
+{
+    QStringList folders;
+    appendFoldersAbove(m_sPath, folders);
+    if (const QString target = QFileInfo(m_sPath).canonicalFilePath(); !target.isEmpty() && target != m_sPath)
+        appendFoldersAbove(target, folders);
+    folders.removeDuplicates();
+    return folders;
+}
+
+// inotify limits are per user: another program may free them at any time.
+bool DirectoryWatcher::refused()
+{
+    if (!std::exchange(m_bRefused, true)) {
+        const auto retry = std::chrono::duration_cast<std::chrono::seconds>(Delays::scaled(Delays::kWatchRetry));
+        qCWarning(lcWatching).noquote() << "Cannot watch" << m_sPath
+                                        << QStringLiteral("- trying again every %1 s")
+                                               .arg(retry.count());
+    }
+    m_retryTimer.restart(Delays::scaled(Delays::kWatchRetry));
+    return false;
+}
+
+// A directory other than the one the tree describes holds nothing known: all of it
+// is new. Either way it is read soon, as what arrived before the watch took hold
+// raised no event.
+void DirectoryWatcher::settleInPlace(const Identity &identity)
+{
+    if (identity != m_identity) {
+        if (!m_pPathTree) {
+            m_pPathTree = FileItem::createTreeForPath(treePathOf(m_sPath), kTreeDepth);
+            if (m_pPathTree)
+                m_pPathTree->setListener(this);
+        }
+        forgetContents();
+        m_identity = identity;
+    }
+    m_refreshTimer.restart(Delays::scaled(Delays::kTrashDebounce));
+}
+
+// The directory may have left its place, or another may have taken it.
+void DirectoryWatcher::checkPlace()
+{
+    const std::optional<Identity> identity = FileAttributes::directoryIdentity(m_sPath);
+    if (m_bIsWatching && identity && identity == m_identity)
+        return;
+    startWatching();
+}
+
+// Whatever changed inside, the directory is read once it has been quiet for a while:
+// a burst of events (a large move, a file manager writing its trash info) makes one
+// refresh. A change above it, or its own rename, may mean that it left its place.
+// Deletion and unmounting end the kernel's watch: the directory is watched anew, and
+// what a deleted one held is forgotten.
 void DirectoryWatcher::VDKQueue(::VDKQueue *, const QString &notificationName, const QString &path)
 {
     qCDebug(lcWatching).noquote() << "change" << notificationName << "at" << path;
-    if (!m_sFollowedAncestor.isNull()) {
-        if (path == m_sFollowedAncestor)
-            followReappearance(leavesItsPlace(notificationName));
+    if (path != m_sPath || notificationName == VDKQueueFileRenamedNotification) {
+        checkPlace();
         return;
     }
-    if (path == m_sPath && leavesItsPlace(notificationName)) {
-        onDirectoryGone(notificationName == VDKQueueFileDeletedNotification);
+    if (notificationName == VDKQueueFileDeletedNotification || notificationName == VDKQueueAccessWasRevokedNotification) {
+        if (notificationName == VDKQueueFileDeletedNotification) {
+            forgetContents();
+            m_identity.reset();
+        }
+        startWatching();
         return;
     }
     m_refreshTimer.restart(Delays::scaled(Delays::kTrashDebounce));
 }
 
-// A directory found missing here (its own events were lost) is followed as well.
+// A directory found missing or replaced here (its own events were lost) is followed
+// as well.
 void DirectoryWatcher::updateDirContent()
 {
-    qCDebug(lcWatching).noquote() << "refresh of" << m_sPath;
     FileItem *root = getFileItemWithPath(m_sPath);
     if (!root)
         return;
-    if (!FileAttributes::isDirectory(m_sPath)) {
-        if (m_sFollowedAncestor.isNull())
-            onDirectoryGone(false);
+    const std::optional<Identity> identity = FileAttributes::directoryIdentity(m_sPath);
+    if (!identity || identity != m_identity) {
+        checkPlace();
         return;
     }
+    qCDebug(lcWatching).noquote() << "refresh of" << m_sPath;
     root->updateContentOfDir();
-}
-
-// A deleted directory took its entries with it, so they are forgotten: anything of the
-// same name in the next directory is new. A directory renamed away keeps them, as it
-// may come back with them.
-void DirectoryWatcher::onDirectoryGone(bool deleted)
-{
-    qCDebug(lcWatching).noquote() << m_sPath << (deleted ? "was deleted" : "left its place")
-                                  << "- watching for its return";
-    m_refreshTimer.cancel();
-    if (deleted)
-        forgetContents();
-    if (m_pVDKQueue)
-        m_pVDKQueue->removePath(m_sPath);
-    followReappearance(true);
-}
-
-// Watches the nearest existing folder above the directory, moving down as folders
-// are made again. Each watch is followed by a fresh look, as what was created before
-// the watch took hold raised no event.
-void DirectoryWatcher::followReappearance(bool rewatch)
-{
-    if (!m_pVDKQueue)
-        return;
-    while (!FileAttributes::isDirectory(m_sPath)) {
-        const QString nearest = nearestExistingAncestor(m_sPath);
-        if (nearest == m_sFollowedAncestor && !rewatch)
-            return;
-        if (!m_sFollowedAncestor.isNull())
-            m_pVDKQueue->removePath(m_sFollowedAncestor);
-        m_sFollowedAncestor = nearest;
-        m_pVDKQueue->addPath(nearest);
-        rewatch = false;
-        qCDebug(lcWatching).noquote() << "waiting in" << nearest << "for" << m_sPath;
-    }
-    resumeWatching();
-}
-
-void DirectoryWatcher::resumeWatching()
-{
-    if (!m_sFollowedAncestor.isNull())
-        m_pVDKQueue->removePath(std::exchange(m_sFollowedAncestor, QString()));
-    qCDebug(lcWatching).noquote() << m_sPath << "is back; watching it again";
-    m_pVDKQueue->addPath(m_sPath);
-    m_refreshTimer.restart(Delays::scaled(Delays::kTrashDebounce));
 }
 
 void DirectoryWatcher::forgetContents()
@@ -154,21 +211,19 @@ void DirectoryWatcher::forgetContents()
 }
 
 // The test is made a second time before a folder is searched, so that an application
-// whose bundle was completed meanwhile is still reported directly.
-void DirectoryWatcher::onAddedFileItem(FileItem *item, FileItem *)
+// whose bundle was completed meanwhile is still reported directly. The folders of one
+// refresh are searched together, each with what it holds.
+void DirectoryWatcher::onAddedFileItem(FileItem *item, FileItem *parent)
 {
-    if (notifyIsFileItemIsApp(item))
+    if (notifyIsFileItemIsApp(item) || !item->isDir() || notifyIsFileItemIsApp(item))
         return;
-    if (!item->isDir()) {
-        qCDebug(lcWatching).noquote() << item->buildFullPath() << "arrived; neither an application nor a folder";
+    if (parent != m_pPathTree.get())
         return;
+    if (m_arrivedFolders.isEmpty()) {
+        MainThread::after(Delays::scaled(Delays::kFolderSearch), this,
+                          [this] { m_search.search(std::exchange(m_arrivedFolders, {})); });
     }
-    if (notifyIsFileItemIsApp(item))
-        return;
-    const QString path = item->buildFullPath();
-    qCDebug(lcWatching).noquote() << "folder" << path << "arrived; searching it for applications in"
-                                  << Delays::scaled(Delays::kFolderSearch).count() << "ms";
-    MainThread::after(Delays::scaled(Delays::kFolderSearch), this, [this, path] { checkFolderForAppsWithPath(path); });
+    m_arrivedFolders.append(item->buildFullPath());
 }
 
 void DirectoryWatcher::onRemovedFileItem(FileItem *item, FileItem *)
@@ -196,16 +251,9 @@ FileItem *DirectoryWatcher::getFileItemWithPath(const QString &path) const
 
 bool DirectoryWatcher::notifyIsFileItemIsApp(FileItem *item)
 {
-    if (!item || !item->isDir())
+    if (!item || !item->isDir() || !FolderSearch::isApplicationOfItsOwn(item->buildFullPath()))
         return false;
-    const QString path = item->buildFullPath();
-    if (!ApplicationDirectoryUtils::isApplicationAtPath(path))
-        return false;
-    if (const QString outer = ApplicationDirectoryUtils::parentBundlePathForPath(path); !outer.isNull()) {
-        qCDebug(lcWatching).noquote() << path << "lies inside the bundle" << outer << "- not reported";
-        return false;
-    }
-    notifyDelegateThatAddedAppWithPath(path);
+    notifyDelegateThatAddedAppWithPath(item->buildFullPath());
     return true;
 }
 
@@ -216,27 +264,7 @@ void DirectoryWatcher::notifyDelegateThatAddedAppWithPath(const QString &path)
         m_pDelegate->onAddedAppWithPath(path);
 }
 
-// Breadth first over a fresh tree of the folder (the tree never enters packages);
-// an application found is reported and not searched further.
 void DirectoryWatcher::checkFolderForAppsWithPath(const QString &path)
 {
-    const auto root = FileItem::createTreeForPath(path);
-    if (!root) {
-        qCDebug(lcWatching).noquote() << "folder" << path << "is gone; nothing to search";
-        return;
-    }
-    qCDebug(lcWatching).noquote() << "searching folder" << path << "for applications";
-    std::vector<FileItem *> level{root.get()};
-    while (!level.empty()) {
-        std::vector<FileItem *> next;
-        for (FileItem *node : level) {
-            if (const FileItem::Children *children = node->getChildren()) {
-                for (FileItem *child : *children) {
-                    if (child->isDir() && !notifyIsFileItemIsApp(child))
-                        next.push_back(child);
-                }
-            }
-        }
-        level = std::move(next);
-    }
+    m_search.search({path});
 }

@@ -1,13 +1,17 @@
 #pragma once
 
 #include "FileItemListener.h"
+#include "FolderSearch.h"
 #include "VDKQueueDelegate.h"
+#include "platform/FileAttributes.h"
 #include "platform/RestartableTimer.h"
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
+#include <optional>
 
 class DirectoryWatcherDelegate;
 class FileItem;
@@ -16,21 +20,26 @@ class FileItem;
 // arrives in it, at its top level or inside folders moved into it.
 //
 // It keeps a tree of the directory one level deep and reads the directory again once
-// it has been quiet for Delays::kTrashDebounce. A new application is reported at
-// once; a new folder is searched for applications at any depth
-// Delays::kFolderSearch later. An application lying directly in a moved folder is
+// it has been quiet for Delays::kTrashDebounce, or after Delays::kTrashDebounceCeiling
+// of changes that never pause. A new application is reported at once; a new folder is
+// searched for applications at any depth Delays::kFolderSearch later, off the main
+// thread, together with every other folder of the same refresh (its sub-folders are
+// searched as part of it). An application lying directly in a moved folder is
 // therefore reported twice. Entries present when the watcher starts are never
 // reported, and neither are removals.
 //
-// When the directory leaves its place (deleted, or renamed away), the watcher follows
-// the nearest folder above it that still exists until the directory is back, then
-// watches it again and reads it as after any change: what arrived in the meantime is
-// reported, what it held before is not (a deleted directory held nothing any more).
-// A directory missing when the watcher starts is not waited for.
+// The directory is followed when it leaves its place: deleted, renamed away, or taken
+// away with a folder above it (those folders are watched too). Once a directory is at
+// the path again, it is watched and read as after any change: what arrived in the
+// meantime is reported, what it held before is not when it is the same directory
+// come back. A directory given as a symbolic link is watched where the link leads.
+// A directory the kernel refuses to watch (its inotify limits are spent) is tried
+// again every Delays::kWatchRetry, with a warning.
 //
-// Threads: main thread only. Ownership: owns its tree and its kernel-event queue;
-// the delegate is not owned and must outlive the watcher (typically it owns it).
-// Destroying the watcher cancels its pending refresh and folder searches.
+// Threads: main thread only. Ownership: owns its tree, its kernel-event queue and
+// its folder search; the delegate is not owned and must outlive the watcher
+// (typically it owns it). Destroying the watcher cancels its pending refresh and
+// folder searches.
 class DirectoryWatcher : public QObject, public VDKQueueDelegate, public FileItemListener
 {
     Q_OBJECT
@@ -38,8 +47,10 @@ public:
     explicit DirectoryWatcher(const QString &path); // initWithPath
     ~DirectoryWatcher() override;
 
-    // Watches the directory; true even when it does not exist (nothing is then reported).
+    // Watches the directory and the folders above it anew; false while the directory
+    // is not there or cannot be watched.
     bool startWatching();
+    // Whether the directory at the path is watched now.
     bool isWatching() const { return m_bIsWatching; }
     QString getPath() const { return m_sPath; }
     void setDelegate(DirectoryWatcherDelegate *delegate) { m_pDelegate = delegate; }
@@ -51,8 +62,8 @@ public:
     // kernel extension).
     bool notifyIsFileItemIsApp(FileItem *item);
     void notifyDelegateThatAddedAppWithPath(const QString &path);
-    // Reports the applications inside a folder, level by level, shallower first,
-    // without entering applications.
+    // Starts a search of the folder for applications; they are reported level by
+    // level, shallower first, without entering applications.
     void checkFolderForAppsWithPath(const QString &path);
     // Reads the directory again and inspects what arrived.
     void updateDirContent();
@@ -62,20 +73,26 @@ public:
     void onRemovedFileItem(FileItem *item, FileItem *parent) override;
     FileItem *getFileItemParent() override { return nullptr; }
 
-    // The folder watched while the directory is away; null while it is in place.
-    QString getFollowedAncestor() const { return m_sFollowedAncestor; }
-
 private:
-    void onDirectoryGone(bool deleted);
-    void followReappearance(bool rewatch);
-    void resumeWatching();
+    using Identity = FileAttributes::Identity;
+
+    void checkPlace();
+    void settleInPlace(const Identity &identity);
+    bool watchFoldersAbove();
+    QStringList foldersAbove() const;
+    bool refused();
     void forgetContents();
 
     const QString m_sPath;
+    // The directory the tree describes; none once it has been deleted.
+    std::optional<Identity> m_identity;
     std::unique_ptr<FileItem> m_pPathTree;
     std::unique_ptr<::VDKQueue> m_pVDKQueue;
     DirectoryWatcherDelegate *m_pDelegate = nullptr;
     bool m_bIsWatching = false;
-    QString m_sFollowedAncestor;
+    bool m_bRefused = false;
     RestartableTimer m_refreshTimer;
+    RestartableTimer m_retryTimer;
+    QStringList m_arrivedFolders; // to be searched after the refresh that found them
+    FolderSearch m_search;
 };

@@ -20,9 +20,12 @@ std::size_t capacityFor(std::size_t count)
 
 FileItemChildren::~FileItemChildren() = default;
 
+// Seeded with the process's random seed: names are chosen by whoever fills the Trash,
+// and with a known seed, names made to land on one slot turn every lookup into a walk
+// over all of them.
 std::size_t FileItemChildren::hashOf(QStringView name)
 {
-    return qHash(name);
+    return qHash(name, QHashSeed::globalSeed());
 }
 
 std::size_t FileItemChildren::probe(QStringView name, std::size_t hash) const

@@ -35,7 +35,6 @@ const std::array kEventNames{
 };
 
 const char *const kThreadName = "VDKQueue";
-constexpr int kAnyWatch = -1;
 
 } // namespace
 
@@ -138,6 +137,12 @@ int VDKQueue::numberOfWatchedPaths() const
     return int(watchedPathEntries.size());
 }
 
+bool VDKQueue::isPathWatched(const QString &path) const
+{
+    std::lock_guard guard(m_lock);
+    return watchedPathEntries.count(path) != 0;
+}
+
 QStringList VDKQueue::notificationNamesForEvents(quint32 events)
 {
     QStringList names;
@@ -156,24 +161,20 @@ void VDKQueue::watcherThread()
         const KernelEventQueue::Batch batch = coreQueue->wait(Delays::scaled(Delays::kWatcherSlice));
         if (!keepWatcherThreadRunning)
             break;
-        // Lost events may have been anything: every path is told it was written to,
-        // which makes its owner read it again.
-        if (batch.overflowed)
-            dispatch(kAnyWatch, KernelEventQueue::NoteWrite);
         for (const KernelEventQueue::Change &change : batch.changes)
             dispatch(change.watch, change.events);
     }
 }
 
 // Every path on the watch hears of the change (a symbolic link and its target share
-// one), each through its own subscription; kAnyWatch reaches every path.
+// one), each through its own subscription.
 void VDKQueue::dispatch(int watch, quint32 events)
 {
     std::vector<std::pair<QString, quint32>> changes;
     {
         std::lock_guard guard(m_lock);
         for (const auto &[path, entry] : watchedPathEntries) {
-            if ((watch == kAnyWatch || entry->watchedFD() == watch) && (entry->subscriptionFlags() & events))
+            if (entry->watchedFD() == watch && (entry->subscriptionFlags() & events))
                 changes.emplace_back(path, entry->subscriptionFlags() & events);
         }
     }

@@ -55,6 +55,8 @@ public:
     void removePath(const QString &path);
     void removeAllPaths();
     int numberOfWatchedPaths() const;
+    // Whether the path was added and the kernel accepted it.
+    bool isPathWatched(const QString &path) const;
 
     VDKQueueDelegate *delegate() const { return m_delegate; }
     void setDelegate(VDKQueueDelegate *delegate) { m_delegate = delegate; }

@@ -8,14 +8,13 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-// What the helper reads of files, and the size text it shows for them. Links, dangling
-// links and hard links are told apart through FileManagerUtils (tests/core) and the file
-// item tree (tests/watching); here the rules of their own.
+// What the helper reads of files, and the size text it shows for them (links are
+// tested through FileManagerUtils and the file item tree).
 class tst_FileAttributes : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void readsAndShowsSizesLinkCountsAndTheImmutableFlag()
+    void readsKindsSizesLinkCountsAndTheImmutableFlag()
     {
         // Whole kilobytes; one decimal for megabytes, two above, a trailing zero dropped.
         const std::pair<quint64, const char *> cases[] = {
@@ -24,7 +23,7 @@ private Q_SLOTS:
             {3456000000000, "3.46 TB"}, {18446744073709551615ULL, "18.45 EB"}};
         for (const auto &[bytes, text] : cases)
             QCOMPARE(ByteCountFormatter::stringFromByteCount(bytes), QString::fromLatin1(text));
-        // st_nlink of a directory with two sub-folders is 4; it must not read as a hard-link count.
+        // A directory's st_nlink (4 with two sub-folders) is no hard-link count.
         QVERIFY(QDir().mkpath(path("folder/a")) && QDir().mkpath(path("folder/b")));
         QCOMPARE(FileAttributes::linkCount(path("folder")), std::nullopt);
         // Space on disk, not the logical length.
@@ -33,16 +32,8 @@ private Q_SLOTS:
         QVERIFY(FileAttributes::allocatedSize(file) >= 512u && *FileAttributes::allocatedSize(file) % 512 == 0);
         QVERIFY(!FileAttributes::linkCount(path("missing")) && !FileAttributes::allocatedSize(path("missing")));
         QVERIFY(!FileAttributes::isImmutable(file) && !FileAttributes::isImmutable(path("missing")));
-        if (QProcess::execute("chattr", {"+i", file}) != 0)
-            QSKIP("this file system or user cannot set the immutable flag");
-        const bool immutable = FileAttributes::isImmutable(file);
-        QProcess::execute("chattr", {"-i", file});
-        QVERIFY(immutable);
-    }
-
-    void packagesAndApplications()
-    {
-        QVERIFY(QDir().mkpath(path("Foo.APP")) && QDir().mkpath(path("Kit.PrefPane")) && QDir().mkpath(path("folder")));
+        // Packages and applications are folders named so, ignoring case.
+        QVERIFY(QDir().mkpath(path("Foo.APP")) && QDir().mkpath(path("Kit.PrefPane")));
         TestSandbox::makeFile(path("Notes.app"));
         for (const auto &[name, package, app] : {std::tuple{"Foo.APP", true, true}, {"Kit.PrefPane", true, false},
                                                          {"Notes.app", false, false}, {"folder", false, false}}) {
@@ -50,6 +41,11 @@ private Q_SLOTS:
             QVERIFY2(PackageRules::isApplication(path(name)) == app, name);
         }
         QVERIFY(!PackageRules::hasApplicationExtension("/x.app/Contents"));
+        if (QProcess::execute("chattr", {"+i", file}) != 0)
+            QSKIP("this file system or user cannot set the immutable flag");
+        const bool immutable = FileAttributes::isImmutable(file);
+        QProcess::execute("chattr", {"-i", file});
+        QVERIFY(immutable);
     }
 
 private:
