@@ -68,8 +68,13 @@ private Q_SLOTS:
     void refusesWhatIsNotAnAppImage()
     {
         const QByteArray whole = AppImageFixture::bytes({{"a.desktop", desktopEntry("Name=A\n")}});
+        // A section table whose end wraps around to the image's start, and an image that
+        // claims four billion fragments.
         QByteArray forged = whole;
-        qToLittleEndian<quint64>(~quint64(0) - 10, forged.data() + 0x28);
+        qToLittleEndian<quint64>(~quint64(0) - 63, forged.data() + 0x28);
+        qToLittleEndian<quint16>(3, forged.data() + 0x3C);
+        QByteArray fragments = whole;
+        qToLittleEndian<quint32>(~quint32(0), fragments.data() + 128 + 16);
         const QString linked = m_sandbox->path("Refused/linked.AppImage");
         QVERIFY(QFile::link(AppImageFixture::write(m_sandbox->path("Refused/whole.AppImage"), whole), linked));
         const QString fifo = m_sandbox->path("Refused/fifo.AppImage");
@@ -79,6 +84,7 @@ private Q_SLOTS:
             {AppImageFixture::write(m_sandbox->path("Refused/elf-only"), AppImageFixture::elfHeader()), true},
             {AppImageFixture::write(m_sandbox->path("Refused/truncated"), whole.first(whole.size() / 2)), true},
             {AppImageFixture::write(m_sandbox->path("Refused/forged-end"), forged), true},
+            {AppImageFixture::write(m_sandbox->path("Refused/fragments"), fragments), true},
             {AppImageFixture::write(m_sandbox->path("Refused/type-1"), AppImageFixture::elfHeader(1) + whole.mid(128)), false},
             {AppImageFixture::write(m_sandbox->path("Refused/short"), whole.first(10)), false},
             {linked, false}, {fifo, false}, {m_sandbox->path("Refused/folder.AppImage"), false}};
