@@ -2,8 +2,7 @@
 # Builds the tests that run work on other threads (the kernel-event watcher and
 # VDKQueue, the serial queue and dispatch group, the metadata index query, the work
 # processor and the size workers, the AppImage decision, the colour cache) with
-# ThreadSanitizer in a build of
-# their own, and runs them several times.
+# ThreadSanitizer in a build of their own, and runs them several times.
 #
 #   tools/tsan.sh [REPEATS]          (default 5: each test until it fails, at most 5 runs)
 #
