@@ -3,11 +3,8 @@
 #include "core/PathsGenerator.h"
 #include "platform/XdgDirectories.h"
 
-#include <mutex>
-
 namespace {
 
-std::mutex g_lock;
 QString g_systemFolder;
 
 } // namespace
@@ -29,12 +26,10 @@ AppImageLocations AppImageLocations::current()
 
 QString AppImageLocations::systemFolder()
 {
-    std::lock_guard guard(g_lock);
     return g_systemFolder.isEmpty() ? QStringLiteral("/opt") : g_systemFolder;
 }
 
 void AppImageLocations::setSystemFolder(const QString &folder)
 {
-    std::lock_guard guard(g_lock);
     g_systemFolder = folder;
 }

@@ -18,7 +18,8 @@ struct AppImageLocations
     QStringList dataDirs;
     QStringList appImageFolders;
 
-    // Main thread: the user's paths are created there on first use.
+    // Main thread, as all three: the user's paths are created there on first use, and
+    // the queues off it get the locations as a copy.
     static AppImageLocations current();
     static QString systemFolder();
     // An empty path restores "/opt".

@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 """Writes the seed inputs of the fuzz targets that Python's plistlib and plain text
-can make (corpus/<target>/), and the AppImages mksquashfs makes. The command files written by the helper's own archiver
-(corpus/FileMessage/project-*.msgfortwhelp) come from "tarnwick-msg exclude --no-send
-PATH..." and "tarnwick-msg clear --no-send". Run from anywhere:
+can make (corpus/<target>/), and the AppImages mksquashfs makes. The command files
+written by the helper's own archiver (corpus/FileMessage/project-*.msgfortwhelp) come
+from "tarnwick-msg exclude --no-send PATH..." and "tarnwick-msg clear --no-send". Run
+from anywhere:
 
     python3 tests/fuzz/make_seeds.py
 """
 import datetime
 import json
 import os
+import pathlib
 import plistlib
 import struct
 import subprocess
@@ -118,23 +120,16 @@ def colour_seeds():
 
 
 def app_image(files, *options):
-    """An ELF header whose section table ends at 128, then the squashfs image mksquashfs
-    makes of the files (contents starting with "-> " make a symbolic link)."""
+    """An ELF header whose section table ends at 128, then mksquashfs's image of the
+    files (contents "-> target" make a symbolic link)."""
     with tempfile.TemporaryDirectory() as work:
-        root = os.path.join(work, "root")
         for name, contents in files.items():
-            path = os.path.join(root, name)
-            os.makedirs(os.path.dirname(path), exist_ok=True)
-            if contents.startswith("-> "):
-                os.symlink(contents[3:], path)
-            else:
-                with open(path, "w", encoding="utf-8") as out:
-                    out.write(contents)
-        image = os.path.join(work, "image")
-        subprocess.run(["mksquashfs", root, image, "-root-owned", "-noappend", "-quiet", "-no-progress", "-nopad",
-                        *options], check=True, stdout=subprocess.DEVNULL)
-        with open(image, "rb") as source:
-            squashfs = source.read()
+            path = pathlib.Path(work, "root", name)
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.symlink_to(contents[3:]) if contents.startswith("-> ") else path.write_text(contents)
+        subprocess.run(["mksquashfs", work + "/root", work + "/image", "-root-owned", "-quiet", "-no-progress", "-nopad",
+                        "-mkfs-time", "0", "-all-time", "0", *options], check=True, stdout=subprocess.DEVNULL)
+        squashfs = pathlib.Path(work, "image").read_bytes()
     header = bytearray(128)
     header[0:11] = b"\x7fELF\x02\x01\x01\x00AI\x02"
     struct.pack_into("<QxxxxxxxxxxHHH", header, 0x28, 64, 0, 64, 1)
