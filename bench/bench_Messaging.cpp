@@ -5,6 +5,7 @@
 //
 //   bench_Messaging [--runs N]
 
+#include "BenchTiming.h"
 #include "messaging/FileMessage.h"
 #include "messaging/KeyedArchive.h"
 #include "messaging/WatcherMessage.h"
@@ -23,25 +24,6 @@
 #include <vector>
 
 namespace {
-
-QTextStream &out()
-{
-    static QTextStream stream(stdout);
-    return stream;
-}
-
-double medianMilliseconds(int runs, const std::function<void()> &work)
-{
-    std::vector<double> times;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer timer;
-        timer.start();
-        work();
-        times.push_back(double(timer.nsecsElapsed()) / 1e6);
-    }
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
-}
 
 QVariantList pathList(int count)
 {

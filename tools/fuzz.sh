@@ -17,18 +17,19 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 seconds="${1:?usage: tools/fuzz.sh SECONDS [TARGET...]}"
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(FileMessage WatcherMessage Bundle PropertyListGuard AtributikaBridge ColorExtra)
+[ ${#targets[@]} -gt 0 ] || targets=(FileMessage WatcherMessage Bundle PropertyListGuard AtributikaBridge ColorExtra AppImage)
 build="${TW_FUZZ_BUILD:-$root/build-fuzz}"
 
 # Longest input per target: above the real inputs of its kind (a description with
 # the longest file name is under 1 KB, a command file with a few paths under 1 KB, an
 # Info.plist a few KB) and small enough to keep the rate up; the parsers' handling of
 # each element does not change with the length. The guard's differential target needs
-# room for nesting a few hundred levels deeper than the guard allows.
+# room for nesting a few hundred levels deeper than the guard allows. An AppImage's squashfs image with a
+# desktop entry and a link, uncompressed by mksquashfs, is about 1 KB.
 declare -A max_len=([FileMessage]=8192 [WatcherMessage]=4096 [Bundle]=8192 [PropertyListGuard]=16384 [AtributikaBridge]=1024
-                    [ColorExtra]=64)
+                    [ColorExtra]=64 [AppImage]=16384)
 declare -A dictionary=([FileMessage]=plist [Bundle]=plist [PropertyListGuard]=plist [WatcherMessage]=WatcherMessage
-                       [AtributikaBridge]=AtributikaBridge)
+                       [AtributikaBridge]=AtributikaBridge [AppImage]=AppImage)
 
 # shellcheck source=tools/quietly.sh
 source "$root/tools/quietly.sh"

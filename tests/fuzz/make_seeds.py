@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Writes the seed inputs of the fuzz targets that Python's plistlib and plain text
-can make (corpus/<target>/). The seeds of PropertyListGuard are written by hand (libplist's
-reading of quotes, DOCTYPEs and empty roots). The command files written by the helper's own archiver
+can make (corpus/<target>/), and the AppImages mksquashfs makes. The seeds of
+PropertyListGuard are written by hand (libplist's reading of quotes, DOCTYPEs and
+empty roots). The command files written by the helper's own archiver
 (corpus/FileMessage/project-*.msgfortwhelp) come from "tarnwick-msg exclude --no-send
 PATH..." and "tarnwick-msg clear --no-send". Run from anywhere:
 
@@ -10,8 +11,12 @@ PATH..." and "tarnwick-msg clear --no-send". Run from anywhere:
 import datetime
 import json
 import os
+import pathlib
 import plistlib
+import struct
+import subprocess
 import sys
+import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 CORPUS = os.path.join(HERE, "corpus")
@@ -115,12 +120,44 @@ def colour_seeds():
         write("ColorExtra", name, text)
 
 
+def app_image(files, *options):
+    """An ELF header whose section table ends at 128, then mksquashfs's image of the
+    files (contents "-> target" make a symbolic link)."""
+    with tempfile.TemporaryDirectory() as work:
+        for name, contents in files.items():
+            path = pathlib.Path(work, "root", name)
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.symlink_to(contents[3:]) if contents.startswith("-> ") else path.write_text(contents)
+        subprocess.run(["mksquashfs", work + "/root", work + "/image", "-root-owned", "-quiet", "-no-progress", "-nopad",
+                        "-mkfs-time", "0", "-all-time", "0", *options], check=True, stdout=subprocess.DEVNULL)
+        squashfs = pathlib.Path(work, "image").read_bytes()
+    header = bytearray(128)
+    header[0:11] = b"\x7fELF\x02\x01\x01\x00AI\x02"
+    struct.pack_into("<QxxxxxxxxxxHHH", header, 0x28, 64, 0, 64, 1)
+    return bytes(header) + squashfs
+
+
+def app_image_seeds():
+    entry = ("[Desktop Entry]\nType=Application\nName=Foo Viewer\nName[de]=Foo\nIcon=org.example.Foo\n"
+             "Exec=\"/opt/My Apps/foo\" --new %F 100%%\nTryExec=foo\nStartupWMClass=FooWin\n")
+    plain = {"org.example.Foo.desktop": entry, "AppRun": "#!/bin/sh\n"}
+    write("AppImage", "uncompressed", app_image(plain, "-noI", "-noD", "-noF", "-noX"))
+    for compression in ("gzip", "xz", "zstd", "lz4"):
+        write("AppImage", compression, app_image(plain, "-comp", compression))
+    linked = {"foo.desktop": "-> usr/share/applications/foo.desktop", "usr/share/applications/foo.desktop": entry}
+    write("AppImage", "linked-uncompressed", app_image(linked, "-noI", "-noD", "-noF", "-noX"))
+    write("AppImage", "two-entries", app_image({"a.desktop": entry, "b.desktop": entry}, "-noI", "-noD", "-noF"))
+    write("AppImage", "desktop-entry", "\ufeff[Desktop Entry]\r\n" + entry.split("\n", 1)[1] + "[Desktop Action x]\nExec=y\n")
+    write("AppImage", "trash-info", "[Trash Info]\nPath=/home/u/My%20Apps/F%C3%A9.AppImage\nDeletionDate=2024-01-01T00:00:00\n")
+
+
 def main():
     file_message_seeds()
     watcher_message_seeds()
     bundle_seeds()
     markup_seeds()
     colour_seeds()
+    app_image_seeds()
     return 0
 
 

@@ -1,4 +1,5 @@
 #include "DiskUsage.h"
+#include "support/AppImageFixture.h"
 #include "support/ProgramRun.h"
 #include "support/TestSandbox.h"
 #include "platform/MainThread.h"
@@ -194,10 +195,32 @@ private Q_SLOTS:
         QCOMPARE(QJsonDocument::fromJson(listed.out).object(), QJsonObject({{"items", items}, {"totalSize", QString::number(total)}}));
     }
 
+    // A trashed AppImage: the file, then its remains in the XDG folders, each measured.
+    void listsATrashedAppImage()
+    {
+        const QString trashed = AppImageFixture::write(m_sandbox.trash() + "/Tool.AppImage",
+            AppImageFixture::bytes({{"org.example.Tool.desktop", AppImageFixture::desktopEntry("Name=Tool\nExec=tool\n")}}));
+        AppImageFixture::write(m_sandbox.trash() + "/../info/Tool.AppImage.trashinfo", "[Trash Info]\nPath=/opt/apps/Tool.AppImage\n");
+        TestSandbox::makeFile(m_sandbox.path(".config/Tool/settings.ini"), 9000);
+        TestSandbox::makeFile(m_sandbox.path(".cache/org.example.Tool"), 5000);
+        QJsonArray items;
+        quint64 total = 0;
+        for (const QString &line : {"0 " + trashed, "10 " + m_sandbox.path(".config/Tool"), "8 " + m_sandbox.path(".cache/org.example.Tool")}) {
+            const QString path = line.section(' ', 1);
+            total += expectedAllocatedSize(path);
+            items.append(QJsonObject{{"bundleId", "org.example.tool"}, {"path", path},
+                                     {"size", QString::number(expectedAllocatedSize(path))}, {"type", line.section(' ', 0, 0)}});
+        }
+        const ProgramRun listed = ProgramRun::of(TW_HELPER_EXECUTABLE, {"--home", m_sandbox.home(), "--list-remains", trashed});
+        QCOMPARE(listed.exitCode, 0);
+        QCOMPARE(QJsonDocument::fromJson(listed.out).object(), QJsonObject({{"items", items}, {"totalSize", QString::number(total)}}));
+    }
+
     void refusesWhatIsNotAnApplication()
     {
         const QString noIdentifier = TestSandbox::makeApp(m_sandbox.path("Downloads/Anonymous.app"), QString(), "Anon");
-        for (const QString &path : {noIdentifier, m_sandbox.path("Library"), m_sandbox.path("missing.app"),
+        const QString noEntry = AppImageFixture::write(m_sandbox.path("Downloads/Entryless.AppImage"), AppImageFixture::elfHeader());
+        for (const QString &path : {noIdentifier, noEntry, m_sandbox.path("Library"), m_sandbox.path("missing.app"),
                                     TestSandbox::makeFile(m_sandbox.path("Library/Preferences/com.example.Listed.plist"))}) {
             const ProgramRun refused = ProgramRun::of(TW_HELPER_EXECUTABLE, {"--home", m_sandbox.home(), "--list-remains", path});
             QVERIFY2(refused.exitCode == 1 && refused.out.isEmpty() && refused.err.count('\n') == 1, qPrintable(path));
