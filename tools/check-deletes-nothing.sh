@@ -135,6 +135,7 @@ for path, entry in before.items():
     expected[path] = entry
 added = {p for p in after if p not in expected}
 allowed_added = trash_info | {p for p in added if os.path.dirname(p) == message_folder and p.endswith(".trfortw")}
+allowed_added |= {os.path.join(runtime, "com.corbelle.Tarnwick-HelperS.lock")}  # one agent per user; stays, empty
 touched = {os.path.dirname(p) for p in set(moves) | set(moves.values()) | trash_info | set(consumed) | allowed_added}
 touched.add(runtime)  # the helper's socket, there while it runs
 

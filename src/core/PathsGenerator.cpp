@@ -4,7 +4,7 @@
 #include "WatcherSettings.h"
 #include "platform/TrashLocation.h"
 #include "platform/UserDatabase.h"
-#include "platform/XdgDataHome.h"
+#include "platform/XdgDirectories.h"
 
 #include <QDir>
 
@@ -61,7 +61,7 @@ bool PathsGenerator::pathInTrash(const QString &path) const
 
 QString PathsGenerator::buildApplicationFolderPathInApplicationSupport() const
 {
-    const QString dataHome = XdgDataHome::forHome(m_sHomeDirectory);
+    const QString dataHome = XdgDirectories::dataHomeFor(m_sHomeDirectory);
     if (dataHome.isEmpty())
         return {};
     return joinPath(dataHome, WatcherSettings::GetInstance().getHelperAppBundleID());

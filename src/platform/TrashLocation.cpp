@@ -1,7 +1,7 @@
 #include "TrashLocation.h"
 
 #include "FileAttributes.h"
-#include "XdgDataHome.h"
+#include "XdgDirectories.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,7 +12,7 @@ constexpr QFile::Permissions kPrivate = QFile::ReadOwner | QFile::WriteOwner | Q
 
 QString trashRoot(const QString &home)
 {
-    const QString dataHome = XdgDataHome::forHome(home);
+    const QString dataHome = XdgDirectories::dataHomeFor(home);
     return dataHome.isEmpty() ? QString() : QDir(dataHome).filePath(QStringLiteral("Trash"));
 }
 

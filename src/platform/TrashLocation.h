@@ -4,7 +4,7 @@
 
 // The user's Trash: the freedesktop home trash, <data home>/Trash, whose files/
 // folder holds the trashed items (what file managers use). The data home is
-// XdgDataHome's: $XDG_DATA_HOME, else <home>/.local/share.
+// XdgDirectories': $XDG_DATA_HOME, else <home>/.local/share.
 class TrashLocation
 {
 public:

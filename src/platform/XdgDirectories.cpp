@@ -13,13 +13,24 @@ bool isAbsolute(const QString &path)
 
 } // namespace
 
+QString XdgDirectories::resolve(const QString &home, const QString &relativeToHome, const QString &environmentValue,
+                                bool homeOverridden)
+{
+    if (!homeOverridden && isAbsolute(environmentValue))
+        return QDir::cleanPath(environmentValue);
+    return home.isEmpty() ? QString() : QDir::cleanPath(home + QLatin1Char('/') + relativeToHome);
+}
+
 QString XdgDirectories::homeFolder(const char *variable, const char *relativeToHome)
 {
-    const QString set = qEnvironmentVariable(variable);
-    if (UserDatabase::homeOverride().isNull() && isAbsolute(set))
-        return QDir::cleanPath(set);
-    const QString home = UserDatabase::homeDirectory();
-    return home.isEmpty() ? QString() : QDir::cleanPath(home + QLatin1Char('/') + QLatin1String(relativeToHome));
+    return resolve(UserDatabase::homeDirectory(), QLatin1String(relativeToHome), qEnvironmentVariable(variable),
+                   !UserDatabase::homeOverride().isNull());
+}
+
+QString XdgDirectories::dataHomeFor(const QString &home)
+{
+    return resolve(home, QStringLiteral(".local/share"), qEnvironmentVariable("XDG_DATA_HOME"),
+                   !UserDatabase::homeOverride().isNull());
 }
 
 QString XdgDirectories::configHome()

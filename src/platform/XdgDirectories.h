@@ -20,6 +20,15 @@ public:
     static QString stateHome();
     static QStringList dataDirs();
 
+    // The data home of the user whose home directory is given (the Trash and the
+    // user-domain Application Support folder live there).
+    static QString dataHomeFor(const QString &home);
+    // The rule for one base directory: the environment's value when absolute and the
+    // home was not overridden (a relative value is invalid and ignored), else the
+    // folder relative to the home.
+    static QString resolve(const QString &home, const QString &relativeToHome, const QString &environmentValue,
+                           bool homeOverridden);
+
 private:
     static QString homeFolder(const char *variable, const char *relativeToHome);
 };

@@ -3,6 +3,7 @@
 #include "core/PathsGenerator.h"
 #include "messaging/WatcherMessage.h"
 #include "notification/RichNotificationWC.h"
+#include "platform/InstanceLock.h"
 #include "platform/OpenFileRequests.h"
 
 #include <QDBusConnection>
@@ -216,8 +217,9 @@ private Q_SLOTS:
     {
         TestSandbox::makeApp(lib(u"Application Support/Foo/Updater.app"_s), u"com.example.Updater"_s, u"Updater"_s);
         AppDelegate agent;
+        InstanceLock lock(OpenFileRequests::lockPath());
         OpenFileRequests requests;
-        QVERIFY(requests.listen());
+        QVERIFY(requests.listen(lock));
         connect(&requests, &OpenFileRequests::filesOpened, &agent, [&agent](const QStringList &files) {
             for (const QString &file : files)
                 agent.application(nullptr, file);

@@ -5,7 +5,7 @@
 #include "core/ParentFolder.h"
 #include "core/PathsGenerator.h"
 #include "core/StringExtra.h"
-#include "platform/XdgDataHome.h"
+#include "platform/XdgDirectories.h"
 
 #include <QDir>
 #include <QTest>
@@ -56,7 +56,7 @@ private Q_SLOTS:
         } cases[] = {{"/data/u/", false, "/data/u"}, {"/data/u", true, "/h/.local/share"},
                      {"relative", false, "/h/.local/share"}, {"", false, "/h/.local/share"}};
         for (const auto &c : cases)
-            QCOMPARE(XdgDataHome::resolve(u"/h"_s, QString::fromLatin1(c.environment), c.homeGiven), QString::fromLatin1(c.dataHome));
+            QCOMPARE(XdgDirectories::resolve(u"/h"_s, u".local/share"_s, QString::fromLatin1(c.environment), c.homeGiven), QString::fromLatin1(c.dataHome));
     }
 
     // The immediate parent is never tested (an app directly inside another counts as

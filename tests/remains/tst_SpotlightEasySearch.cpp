@@ -128,9 +128,7 @@ private Q_SLOTS:
         QVERIFY(running.expired());
         QVERIFY(!SpotlightEasySearch::isRegistered(search(seen, "com.example.Late").get()));
         QTRY_VERIFY_WITH_TIMEOUT(walkEnded && ApplicationBundleWalks::threadCount() == 0, 5000);
-        bool sentinel = false;
-        MainThread::async([&sentinel] { sentinel = true; });
-        QTRY_VERIFY_WITH_TIMEOUT(sentinel, 5000);
+        QCoreApplication::processEvents(); // the main thread's queue is closed: no late answer can come
         QCOMPARE(seen, QStringList());
     }
 
