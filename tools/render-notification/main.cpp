@@ -21,6 +21,7 @@
 #include "remains/SimpleSizeCalculation.h"
 
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -32,6 +33,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 
 namespace {
 
@@ -45,20 +47,31 @@ struct Options
     bool remains = true;
 };
 
-Options parse(int argc, char **argv)
+// Read before the application exists, since the scale must be set before it.
+std::optional<Options> parse(int argc, char **argv)
 {
-    Options options;
-    for (int i = 1; i < argc; ++i) {
-        const QByteArray argument(argv[i]);
-        if (argument == "--scale" && i + 1 < argc)
-            options.scale = argv[++i];
-        else if (argument == "--name" && i + 1 < argc)
-            options.names << QString::fromLocal8Bit(argv[++i]);
-        else if (argument == "--no-remains")
-            options.remains = false;
-        else
-            options.output = QString::fromLocal8Bit(argument);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Draws the notification window off screen into a PNG."));
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Shows this help."));
+    const QCommandLineOption scale(QStringLiteral("scale"), QStringLiteral("Device pixels per point."), QStringLiteral("N"), QStringLiteral("1"));
+    const QCommandLineOption name(QStringLiteral("name"), QStringLiteral("An application to draw the window for (repeatable)."),
+                                  QStringLiteral("NAME"));
+    const QCommandLineOption noRemains(QStringLiteral("no-remains"), QStringLiteral("Leave those applications no remains."));
+    parser.addOptions({help, scale, name, noRemains});
+    parser.addPositionalArgument(QStringLiteral("output.png"), QStringLiteral("Where to write (default notification.png)."));
+    if (!parser.parse(arguments) || parser.isSet(help) || parser.positionalArguments().size() > 1) {
+        QTextStream(stderr) << (parser.isSet(help) ? QString() : parser.errorText() + u'\n') << parser.helpText().replace(QStringLiteral("<executable_name>"), QStringLiteral("render-notification"));
+        return std::nullopt;
     }
+    Options options;
+    options.scale = parser.value(scale).toLocal8Bit();
+    options.names = parser.values(name);
+    options.remains = !parser.isSet(noRemains);
+    if (!parser.positionalArguments().isEmpty())
+        options.output = parser.positionalArguments().constFirst();
     return options;
 }
 
@@ -145,7 +158,10 @@ QImage stack(const QList<QImage> &images)
 
 int main(int argc, char **argv)
 {
-    const Options options = parse(argc, argv);
+    const std::optional<Options> parsed = parse(argc, argv);
+    if (!parsed)
+        return 2;
+    const Options &options = *parsed;
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_SCALE_FACTOR", options.scale);
