@@ -13,9 +13,16 @@ int BoundedFile::openRegularFile(const QString &path, FinalLink link)
 {
     if (path.isEmpty())
         return -1;
-    const int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | (link == FinalLink::Refuse ? O_NOFOLLOW : 0);
-    ScopedDescriptor descriptor(::open(QFile::encodeName(path).constData(), flags));
+    // Looked at first, so that nothing but a regular file is ever opened (a device may
+    // act on being opened); opened non-blocking all the same, and what was opened is
+    // checked again, as the path may have been replaced in between.
+    const QByteArray name = QFile::encodeName(path);
     struct stat status {};
+    const int looked = link == FinalLink::Refuse ? ::lstat(name.constData(), &status) : ::stat(name.constData(), &status);
+    if (looked != 0 || !S_ISREG(status.st_mode))
+        return -1;
+    const int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | (link == FinalLink::Refuse ? O_NOFOLLOW : 0);
+    ScopedDescriptor descriptor(::open(name.constData(), flags));
     if (descriptor.get() < 0 || ::fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return -1;
     return descriptor.release();

@@ -5,8 +5,9 @@
 
 #include <optional>
 
-// Reading small files that come from untrusted places (desktop entries, Trash info
-// files, AppImages): only regular files, opened without blocking so that a FIFO or a
+// Reading files that come from untrusted places (Info.plists of bundles in the Trash
+// or the application folders, desktop entries, Trash info files, AppImages) without
+// ever waiting on them: only regular files, opened without blocking so that a FIFO or a
 // device at the path cannot stall the caller, and never more than the caller allows.
 //
 // Stateless; callable from any thread.

@@ -1,7 +1,7 @@
 #include "PropertyList.h"
 
 #include "PropertyListGuard.h"
-#include "RegularFile.h"
+#include "BoundedFile.h"
 
 #include <QDateTime>
 #include <QTimeZone>
@@ -232,7 +232,7 @@ std::optional<QVariant> PropertyList::fromData(const QByteArray &data)
 
 std::optional<QVariant> PropertyList::fromFile(const QString &path)
 {
-    const auto data = RegularFile::read(path, kMaxFileSize);
+    const auto data = BoundedFile::read(path, kMaxFileSize);
     return data ? fromData(*data) : std::nullopt;
 }
 

@@ -29,7 +29,7 @@ public:
     static constexpr qint64 kMaxFileSize = 16 * 1024 * 1024;
 
     static std::optional<QVariant> fromData(const QByteArray &data);
-    // Reads only a regular file (RegularFile): a FIFO, socket or device reads as nothing,
+    // Reads only a regular file (BoundedFile): a FIFO, socket or device reads as nothing,
     // without waiting on it.
     static std::optional<QVariant> fromFile(const QString &path);
     // The encoded list; empty when the value holds a type a property list cannot, or a

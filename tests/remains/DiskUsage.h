@@ -6,13 +6,10 @@
 
 #include <numeric>
 
-// Runs a program to its end and answers what it printed. The child starts with a plain
-// fork: otherwise QProcess shares the parent's memory until exec (vfork), after which
-// a process under ThreadSanitizer may start no thread.
+// Runs a program to its end and answers what it printed.
 inline QByteArray outputOf(const QString &program, const QStringList &arguments)
 {
     QProcess process;
-    process.setChildProcessModifier([] {});
     process.start(program, arguments);
     process.waitForFinished(-1);
     return process.readAllStandardOutput();
