@@ -78,17 +78,34 @@ void AppDelegate::scheduleExcludersPruning()
 
 void AppDelegate::onAppMovedToTrash(const Bundle &bundle)
 {
-    // A helper whose own bundle has gone (updated or removed) offers nothing more.
-    const QString ownBundle = Bundle::mainBundlePath();
-    if (ownBundle.isEmpty() || !FileAttributes::exists(ownBundle))
-        return;
-    if (!isExcluded(bundle.bundlePath()))
+    if (isOffered(bundle.bundlePath()))
         showNotificationForApp(bundle);
+}
+
+void AppDelegate::onAppImageMovedToTrash(const QString &path)
+{
+    if (isOffered(path))
+        showNotificationForAppImage(path);
 }
 
 void AppDelegate::showNotificationForApp(const Bundle &bundle)
 {
     m_pRichNotificationWC->showNotificationForApp(bundle);
+}
+
+void AppDelegate::showNotificationForAppImage(const QString &path)
+{
+    m_pRichNotificationWC->showNotificationForAppImage(path);
+}
+
+// A helper whose own bundle has gone (updated or removed) offers nothing more; nor
+// is anything offered for what the main application is moving to the Trash itself.
+bool AppDelegate::isOffered(const QString &path) const
+{
+    const QString ownBundle = Bundle::mainBundlePath();
+    if (ownBundle.isEmpty() || !FileAttributes::exists(ownBundle))
+        return false;
+    return !isExcluded(path);
 }
 
 // The test is on the path relative to the Trash, newest exclusion first: an

@@ -17,8 +17,8 @@ class QWidget;
 // The application delegate, the spine of the agent: at launch it creates the
 // notification window controller, starts the update restarter and the Trash watcher;
 // afterwards it obeys the main application's command files and hands each
-// application moved to the Trash either to the window or, when the main application
-// excluded its name, to nobody.
+// application moved to the Trash (a bundle or an AppImage) either to the window or,
+// when the main application excluded its name, to nobody.
 //
 // Main thread only. Owns the Trash watcher and the window controller for the life of
 // the process.
@@ -44,6 +44,7 @@ public:
     void processOpenFileWithPath(const QString &path);
 
     void onAppMovedToTrash(const Bundle &bundle) override;
+    void onAppImageMovedToTrash(const QString &path) override;
 
     ExcluderList &excluders() { return m_excluders; }
     RichNotificationWC *notificationController() const { return m_pRichNotificationWC.get(); }
@@ -55,9 +56,12 @@ public:
 protected:
     // Offers the clean-up of a trashed application that no exclusion stopped.
     virtual void showNotificationForApp(const Bundle &bundle);
+    // The same for a file with the AppImage magics, still to be vetted.
+    virtual void showNotificationForAppImage(const QString &path);
 
 private:
     void scheduleExcludersPruning();
+    bool isOffered(const QString &path) const;
     bool isExcluded(const QString &bundlePath) const;
 
     QWidget *window = nullptr; // never used by the logic

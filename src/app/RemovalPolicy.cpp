@@ -2,10 +2,12 @@
 
 #include "core/ParentFolder.h"
 #include "core/PathsGenerator.h"
+#include "core/SharedFolderNames.h"
 #include "platform/Bundle.h"
 #include "platform/BundleIdentifiers.h"
 #include "platform/PackageRules.h"
 #include "platform/Workspace.h"
+#include "platform/XdgDirectories.h"
 
 #include <QFileInfo>
 
@@ -29,6 +31,32 @@ bool isPlainAbsolute(const QString &path)
     });
 }
 
+// The home's own base folders, as they are without XDG variables.
+QStringList homeBaseFolders(const QString &home)
+{
+    QStringList folders;
+    for (const char *relative : {".config", ".local/share", ".cache", ".local/state"})
+        folders.append(PathsGenerator::joinPath(home, QLatin1String(relative)));
+    return folders;
+}
+
+// Where, inside a shared folder (the components below a base folder, the shared
+// folder's name first), an application's own files lie.
+bool isApplicationsOwnPlace(const QStringList &components)
+{
+    static const QStringList iconExtensions{".png", ".svg", ".svgz", ".xpm"};
+    const QString shared = components.first().toLower();
+    const qsizetype depth = components.size();
+    if (shared == QLatin1String("applications") || shared == QLatin1String("autostart"))
+        return depth >= 2;
+    if (shared == QLatin1String("icons")) {
+        const QString last = components.last().toLower();
+        return depth >= 5 || (depth >= 2 && std::any_of(iconExtensions.cbegin(), iconExtensions.cend(),
+                                                       [&](const QString &e) { return last.endsWith(e); }));
+    }
+    return shared == QLatin1String("mime") && depth >= 3 && components.at(1) == QLatin1String("packages");
+}
+
 bool overlaps(const QString &path, const QString &folder)
 {
     return path == folder || ParentFolder::isInFolder(folder, path) || ParentFolder::isInFolder(path, folder);
@@ -36,13 +64,18 @@ bool overlaps(const QString &path, const QString &folder)
 
 } // namespace
 
-RemovalPolicy::RemovalPolicy(QString home, QString trashRoot, QStringList bundles)
+RemovalPolicy::RemovalPolicy(QString home, QString trashRoot, QStringList bundles, const QStringList &xdgBaseFolders)
     : m_home(std::move(home))
     , m_trashRoot(std::move(trashRoot))
     , m_library(PathsGenerator::joinPath(m_home, QStringLiteral("Library")))
-    , m_protectedFolders{m_trashRoot, m_library, PathsGenerator::joinPath(m_home, QStringLiteral("Applications"))}
+    , m_baseFolders(homeBaseFolders(m_home) + xdgBaseFolders)
     , m_bundles(std::move(bundles))
 {
+    m_baseFolders.removeAll(QString());
+    m_baseFolders.removeDuplicates();
+    m_protectedFolders = QStringList{m_trashRoot, m_library} + m_baseFolders;
+    for (const char *relative : {"Applications", ".local", ".local/bin", "bin"})
+        m_protectedFolders.append(PathsGenerator::joinPath(m_home, QLatin1String(relative)));
 }
 
 RemovalPolicy RemovalPolicy::forThisUser()
@@ -52,7 +85,9 @@ RemovalPolicy RemovalPolicy::forThisUser()
     for (const RunningApplication &helper : Workspace::runningApplications(BundleIdentifiers::helper()))
         bundles.append(helper.bundlePath);
     bundles.removeAll(QString());
-    return RemovalPolicy(paths.getHomeDirectory(), QFileInfo(paths.buildTrashDirectory()).path(), bundles);
+    return RemovalPolicy(paths.getHomeDirectory(), QFileInfo(paths.buildTrashDirectory()).path(), bundles,
+                         {XdgDirectories::configHome(), XdgDirectories::dataHome(), XdgDirectories::cacheHome(),
+                          XdgDirectories::stateHome()});
 }
 
 bool RemovalPolicy::isInTrash(const QString &path) const
@@ -77,6 +112,18 @@ QString RemovalPolicy::refusalFor(const QString &path) const
         return QStringLiteral("part of Tarnwick itself");
     if (ParentFolder::isInFolder(path, m_library) && !path.mid(m_library.size() + 1).contains(QLatin1Char('/')))
         return QStringLiteral("a folder of the Library itself");
+    return sharedFolderRefusal(path);
+}
+
+QString RemovalPolicy::sharedFolderRefusal(const QString &path) const
+{
+    for (const QString &base : m_baseFolders) {
+        if (!ParentFolder::isInFolder(path, base))
+            continue;
+        const QStringList components = path.mid(base.size() + 1).split(QLatin1Char('/'));
+        if (SharedFolderNames::contains(components.first()) && !isApplicationsOwnPlace(components))
+            return QStringLiteral("in %1, which every program shares").arg(base + QLatin1Char('/') + components.first());
+    }
     return {};
 }
 

@@ -12,17 +12,24 @@
 //
 // - an absolute, plain path (no "." or ".." components, no empty ones, no NUL);
 // - inside the home folder, never the home itself;
-// - not holding the Trash, the Library or the Applications folder, nor lying in or
-//   holding the main application's or a running helper's bundle;
+// - not holding the Trash, the Library, the Applications folder or one of the XDG
+//   base folders (~/.config, ~/.local, ~/.local/share, ~/.local/state, ~/.cache, the
+//   bin folders, and wherever the XDG variables point), nor lying in or holding the
+//   main application's or a running helper's bundle;
 // - not one of the Library's own folders (a remain lies at least two levels below
 //   the Library, as Library/Caches/com.example.Foo);
+// - not a folder of an XDG base folder that every program shares (SharedFolderNames),
+//   nor inside one, except where an application's own files lie: desktop entries in
+//   applications and autostart, icons (a file with an image extension, or at
+//   <theme>/<size>/<context>/<file>) in icons, and MIME packages in mime/packages;
 // - of a kind the remains finder produces, and an application for kind 0.
 //
 // A value; any thread.
 class RemovalPolicy
 {
 public:
-    RemovalPolicy(QString home, QString trashRoot, QStringList bundles);
+    // The XDG base folders given are protected as well as the home's own ones.
+    RemovalPolicy(QString home, QString trashRoot, QStringList bundles, const QStringList &xdgBaseFolders = {});
     // The user's home and Trash, this program's bundle and the running helpers' ones.
     static RemovalPolicy forThisUser();
 
@@ -36,9 +43,12 @@ public:
     QString home() const { return m_home; }
 
 private:
+    QString sharedFolderRefusal(const QString &path) const;
+
     QString m_home;
     QString m_trashRoot;
     QString m_library;
     QStringList m_protectedFolders;
+    QStringList m_baseFolders; // where settings, data, caches and state are kept
     QStringList m_bundles;
 };

@@ -13,6 +13,8 @@
 #include "platform/Delays.h"
 #include "platform/MainThread.h"
 #include "platform/Workspace.h"
+#include "remains/AppImageDecision.h"
+#include "remains/AppImageRemainsInfo.h"
 #include "remains/SimpleRemainsInfo.h"
 #include "ui/ColorExtra.h"
 #include "ui/FontsFactory.h"
@@ -75,6 +77,7 @@ std::unique_ptr<RichNotificationWC> RichNotificationWC::create()
 
 RichNotificationWC::RichNotificationWC()
     : m_pListenerHandle(this, [](SimpleRemainsInfoListener *) {})
+    , m_pAppImageListenerHandle(this, [](AppImageRemainsInfoListener *) {})
     , m_clock(&std::chrono::steady_clock::now)
     , m_removeFilePaths(&handToMainApplication)
 {
@@ -93,6 +96,7 @@ void RichNotificationWC::initData()
 {
     m_bIsActive = false;
     m_arrRemoveInfo.clear();
+    m_arrAppImageInfo.clear();
     m_arrRemovedApps.clear();
 }
 
@@ -111,26 +115,67 @@ void RichNotificationWC::showNotificationForApp(const std::optional<Bundle> &bun
     });
 }
 
+void RichNotificationWC::showNotificationForAppImage(const QString &path)
+{
+    QPointer<RichNotificationWC> self(this);
+    // The decision's answer already comes in a later turn of the main loop.
+    AppImageDecision::calculateIsCanShowNotificationForAppImageAtPath(path, [self](const AppImageRemains &remains) {
+        if (self)
+            self->gatherAppImage(remains);
+    });
+}
+
 void RichNotificationWC::gatherApp(const Bundle &bundle, const QString &bundleId)
 {
-    if (m_arrRemovedApps.contains(bundle.bundlePath()))
+    if (!beginGathering(bundle.bundlePath(), StringFileManager::getDisplayNameWithoutExtension(bundle.bundlePath())))
         return;
-    m_arrRemovedApps.insert(bundle.bundlePath(), bundle);
-    if (m_bIsActive) {
-        ++m_nOtheAppCount;
-    } else {
-        m_bIsActive = true;
-        m_pShowDate = m_clock();
-        m_sMainAppName = StringFileManager::getDisplayNameWithoutExtension(bundle.bundlePath());
-        m_nOtheAppCount = 0;
-    }
-    qCDebug(lcNotification) << "gathered" << bundle.bundlePath() << "others:" << m_nOtheAppCount;
-    updateText();
     if (const auto info = m_arrRemoveInfo.value(bundleId))
         info->addBundle(bundle);
     else if (auto created = SimpleRemainsInfo::initWithBundle(bundle, m_pListenerHandle))
         m_arrRemoveInfo.insert(bundleId, std::move(created));
     showNotification();
+}
+
+void RichNotificationWC::gatherAppImage(const AppImageRemains &remains)
+{
+    const AppImage appImage = remains.appImage();
+    if (!beginGathering(appImage.path(), appImage.displayName()))
+        return;
+    if (const auto info = m_arrAppImageInfo.value(appImage.desktopId()))
+        info->addAppImage(appImage);
+    else if (auto created = AppImageRemainsInfo::initWithRemains(remains, m_pAppImageListenerHandle))
+        m_arrAppImageInfo.insert(appImage.desktopId(), std::move(created));
+    showNotification();
+}
+
+// The first application gathered names the notification; later ones are counted.
+// False when the application at the path is gathered already.
+bool RichNotificationWC::beginGathering(const QString &path, const QString &displayName)
+{
+    if (m_arrRemovedApps.contains(path))
+        return false;
+    m_arrRemovedApps.insert(path);
+    if (m_bIsActive) {
+        ++m_nOtheAppCount;
+    } else {
+        m_bIsActive = true;
+        m_pShowDate = m_clock();
+        m_sMainAppName = displayName;
+        m_nOtheAppCount = 0;
+    }
+    qCDebug(lcNotification) << "gathered" << path << "others:" << m_nOtheAppCount;
+    updateText();
+    return true;
+}
+
+QList<RemainsInfo *> RichNotificationWC::gatheredInfos() const
+{
+    QList<RemainsInfo *> infos;
+    for (const auto &info : m_arrRemoveInfo)
+        infos.append(info.get());
+    for (const auto &info : m_arrAppImageInfo)
+        infos.append(info.get());
+    return infos;
 }
 
 void RichNotificationWC::loadWindow()
@@ -239,9 +284,10 @@ void RichNotificationWC::hideNotification()
 {
     // The name, the count and the show date stay: the next first application sets them.
     m_bIsActive = false;
-    for (const auto &info : std::as_const(m_arrRemoveInfo))
+    for (RemainsInfo *info : gatheredInfos())
         info->cancelSizeCalculation(); // nothing shows their sizes any more
     m_arrRemoveInfo.clear();
+    m_arrAppImageInfo.clear();
     m_arrRemovedApps.clear();
     if (m_pFadeIn)
         m_pFadeIn->stop();
@@ -265,7 +311,7 @@ AttributedString RichNotificationWC::generateAttributedString() const
     if (!m_bIsActive || !m_pAtributika)
         return {};
     quint64 total = 0;
-    for (const auto &info : m_arrRemoveInfo)
+    for (const RemainsInfo *info : gatheredInfos())
         total += info->getTotalSize();
     // "12.3 MB" stays on one line.
     const QString size = StringFileSize::convertToStringFromFileSize(total).replace(QLatin1Char(' '), QChar::Nbsp);
@@ -293,6 +339,12 @@ void RichNotificationWC::onSimpleRemainsInfoChanged(SimpleRemainsInfo *info)
         updateText();
 }
 
+void RichNotificationWC::onAppImageRemainsInfoChanged(AppImageRemainsInfo *info)
+{
+    if (info)
+        updateText();
+}
+
 QString RichNotificationWC::titleText() const
 {
     return m_pTitleLabel ? m_pTitleLabel->text() : QString();
@@ -306,7 +358,7 @@ QString RichNotificationWC::descriptionText() const
 QList<PathForRemove> RichNotificationWC::gatheredPaths() const
 {
     QList<PathForRemove> paths;
-    for (const auto &info : m_arrRemoveInfo)
+    for (const RemainsInfo *info : gatheredInfos())
         info->addRemoveObjectPathsToArray(paths);
     return paths;
 }

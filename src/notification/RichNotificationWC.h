@@ -2,15 +2,16 @@
 
 #include "core/PathForRemove.h"
 #include "platform/Bundle.h"
+#include "remains/AppImageRemainsInfoListener.h"
 #include "remains/SimpleRemainsInfoListener.h"
 #include "ui/AttributedString.h"
 
-#include <QHash>
 #include <QList>
 #include <QMap>
 #include <QObject>
 #include <QPointer>
 #include <QPushButton>
+#include <QSet>
 #include <QString>
 
 #include <chrono>
@@ -18,17 +19,20 @@
 #include <memory>
 #include <optional>
 
+class AppImageRemains;
+class AppImageRemainsInfo;
 class AtributikaBridge;
 class MultilineWordWrapTextField;
 class QLabel;
 class QPropertyAnimation;
 class RichNotificationWindow;
+class RemainsInfo;
 class SimpleRemainsInfo;
 
 // The notification offered when an application has been moved to the Trash: the
 // window that says what the application left behind and hands it, on "Complete
 // Uninstall", to the main application. Applications trashed while it is showing are
-// gathered into the same notification.
+// gathered into the same notification, bundles and AppImages alike.
 //
 // Two states: inactive (window hidden, nothing gathered) and active (window shown,
 // gathering); close, help, complete, or losing the focus once the window has been up
@@ -37,7 +41,7 @@ class SimpleRemainsInfo;
 // GUI thread only. The application delegate owns the controller; the controller owns
 // the window and the remains it gathered, and listens to those remains (they hold it
 // weakly, so it may go first).
-class RichNotificationWC : public QObject, public SimpleRemainsInfoListener
+class RichNotificationWC : public QObject, public SimpleRemainsInfoListener, public AppImageRemainsInfoListener
 {
     Q_OBJECT
 public:
@@ -50,6 +54,9 @@ public:
     // Shows (or extends) the notification for a trashed application, once the remains
     // finder agrees that it deserves one; a null bundle shows nothing.
     void showNotificationForApp(const std::optional<Bundle> &bundle);
+    // The same for the file at the path, once it proves to be an AppImage that
+    // deserves one (AppImageDecision).
+    void showNotificationForAppImage(const QString &path);
 
     void showNotification();
     void hideNotification();
@@ -58,6 +65,7 @@ public:
     static std::unique_ptr<AtributikaBridge> generateDefaultAtributica();
 
     void onSimpleRemainsInfoChanged(SimpleRemainsInfo *info) override;
+    void onAppImageRemainsInfoChanged(AppImageRemainsInfo *info) override;
 
     bool isActive() const { return m_bIsActive; }
     qint64 otherAppCount() const { return m_nOtheAppCount; }
@@ -69,8 +77,9 @@ public:
     // The texts as shown (empty before the first show).
     QString titleText() const;
     QString descriptionText() const;
-    // The remains gathered, one per bundle identifier, and every path they propose.
-    qsizetype remainsInfoCount() const { return m_arrRemoveInfo.size(); }
+    // The remains gathered, one per bundle identifier or desktop id, and every path
+    // they propose.
+    qsizetype remainsInfoCount() const { return m_arrRemoveInfo.size() + m_arrAppImageInfo.size(); }
     QList<PathForRemove> gatheredPaths() const;
 
     // The time source of the focus-loss rule; nullptr restores the steady clock.
@@ -95,6 +104,9 @@ private:
     void windowDidLoad();
     void connectActions();
     void gatherApp(const Bundle &bundle, const QString &bundleId);
+    void gatherAppImage(const AppImageRemains &remains);
+    bool beginGathering(const QString &path, const QString &displayName);
+    QList<RemainsInfo *> gatheredInfos() const;
     void fadeIn();
     void placeWindow();
 
@@ -111,12 +123,14 @@ private:
     std::optional<std::chrono::steady_clock::time_point> m_pShowDate;
     QString m_sMainAppName;
     qint64 m_nOtheAppCount = 0;
-    QMap<QString, std::shared_ptr<SimpleRemainsInfo>> m_arrRemoveInfo;
-    QHash<QString, Bundle> m_arrRemovedApps;
+    QMap<QString, std::shared_ptr<SimpleRemainsInfo>> m_arrRemoveInfo;     // by bundle identifier
+    QMap<QString, std::shared_ptr<AppImageRemainsInfo>> m_arrAppImageInfo; // by desktop id
+    QSet<QString> m_arrRemovedApps; // the paths gathered
 
     // What the remains hold weakly as their listener: this controller, not owned;
     // dropping it with the controller silences reports still on their way.
     std::shared_ptr<SimpleRemainsInfoListener> m_pListenerHandle;
+    std::shared_ptr<AppImageRemainsInfoListener> m_pAppImageListenerHandle;
     Clock m_clock;
     RemoveFilePaths m_removeFilePaths;
 };

@@ -6,6 +6,7 @@
 #include "core/BundleExcludeList.h"
 #include "core/FileManagerUtils.h"
 #include "core/ParentFolder.h"
+#include "core/SharedFolderNames.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -17,15 +18,6 @@ namespace {
 
 constexpr qsizetype kMaxNameBytes = 255;
 constexpr int kIconDepth = 4; // <theme>/<size>/<context>/<file>
-
-// Folders and files of the XDG folders that belong to every program: a name from an
-// AppImage that equals one of them (ignoring case) is never probed.
-const QSet<QString> kSharedNames{
-    "applications", "autostart", "backgrounds", "color", "dbus-1", "dconf", "desktop-directories",
-    "environment.d", "flatpak", "fontconfig", "fonts", "gtk-2.0", "gtk-3.0", "gtk-4.0", "gvfs-metadata",
-    "icons", "keyrings", "kdeglobals", "menus", "mime", "mimeapps.list", "pipewire", "pixmaps", "pulse",
-    "recently-used.xbel", "sounds", "systemd", "themes", "thumbnails", "trash", "user-dirs.dirs",
-    "user-dirs.locale", "user-places.xbel", "wireplumber", "xdg-desktop-portal", "appimagekit"};
 
 // Programs that start other programs: as an Exec program they say nothing of the
 // application ("env FOO=1 foo", "AppRun").
@@ -59,7 +51,7 @@ bool isUsableName(const QString &name)
 {
     return !name.isEmpty() && name != QLatin1String(".") && name != QLatin1String("..") &&
            !name.contains(QLatin1Char('/')) && !hasControlCharacter(name) && name.toUtf8().size() <= kMaxNameBytes &&
-           !kSharedNames.contains(name.toLower()) && !BundleExcludeList::GetInstance().isSystemBundleID(name, false);
+           !SharedFolderNames::contains(name) && !BundleExcludeList::GetInstance().isSystemBundleID(name, false);
 }
 
 struct EntryFile

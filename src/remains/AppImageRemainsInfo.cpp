@@ -2,7 +2,6 @@
 
 #include "AppImageRemainsInfoListener.h"
 #include "SimpleRemainsInfo.h"
-#include "SimpleSizeCalculation.h"
 #include "SimpleSizeCalculationTask.h"
 
 std::shared_ptr<AppImageRemainsInfo> AppImageRemainsInfo::initWithRemains(const std::optional<AppImageRemains> &remains,
@@ -46,10 +45,7 @@ void AppImageRemainsInfo::addAppImage(const std::optional<AppImage> &appImage)
 
 void AppImageRemainsInfo::addSizeOfPath(const QString &path)
 {
-    auto task = std::make_shared<SimpleSizeCalculationTask>();
-    task->setListener(shared_from_this());
-    task->setItemPath(path);
-    SimpleSizeCalculation::GetInstance().addTask(task);
+    queueSizeOfPath(path, shared_from_this());
 }
 
 void AppImageRemainsInfo::onSimpleSizeCalculationTaskComplete(const std::shared_ptr<SimpleSizeCalculationTask> &task)

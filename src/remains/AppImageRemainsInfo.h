@@ -1,8 +1,8 @@
 #pragma once
 
 #include "AppImageRemains.h"
+#include "RemainsInfo.h"
 #include "RemainsRecords.h"
-#include "SimpleSizeCalculationTaskListener.h"
 
 #include <QList>
 #include <QString>
@@ -22,8 +22,7 @@ class AppImageRemainsInfoListener;
 // and arrive on the main thread, each setting its record's size, adding to the total
 // and telling the listener (held weakly). Owned through shared_ptr: the size tasks
 // keep the object alive until their results are in.
-class AppImageRemainsInfo : public SimpleSizeCalculationTaskListener,
-                            public std::enable_shared_from_this<AppImageRemainsInfo>
+class AppImageRemainsInfo : public RemainsInfo, public std::enable_shared_from_this<AppImageRemainsInfo>
 {
 public:
     // Nothing without remains. Queues every size, the AppImage's first.
@@ -37,10 +36,10 @@ public:
     void addAppImage(const std::optional<AppImage> &appImage);
 
     void onSimpleSizeCalculationTaskComplete(const std::shared_ptr<SimpleSizeCalculationTask> &task) override;
-    quint64 getTotalSize() const { return m_records.totalSize(); }
+    quint64 getTotalSize() const override { return m_records.totalSize(); }
     bool isEverySizeIn() const { return m_records.isEverySizeIn(); }
     // Appends the AppImages' records, then the remains' records.
-    void addRemoveObjectPathsToArray(QList<PathForRemove> &array) const { m_records.appendTo(array); }
+    void addRemoveObjectPathsToArray(QList<PathForRemove> &array) const override { m_records.appendTo(array); }
     QString getDesktopID() const { return m_sDesktopID; }
     // What the window calls the application: its Name, else its desktop id.
     QString getDisplayName() const { return m_sDisplayName; }

@@ -2,7 +2,6 @@
 
 #include "RemainsLogging.h"
 #include "SimpleRemainsInfoListener.h"
-#include "SimpleSizeCalculation.h"
 #include "SimpleSizeCalculationTask.h"
 #include "SpotlightEasySearch.h"
 #include "core/FileManagerUtils.h"
@@ -215,20 +214,7 @@ void SimpleRemainsInfo::addPathInSubFolder(const QString &folder, const QString 
 
 void SimpleRemainsInfo::addSizeOfPath(const QString &path)
 {
-    auto task = std::make_shared<SimpleSizeCalculationTask>();
-    task->setListener(shared_from_this());
-    task->setItemPath(path);
-    m_sizeTasks.push_back(task);
-    SimpleSizeCalculation::GetInstance().addTask(task);
-}
-
-void SimpleRemainsInfo::cancelSizeCalculation()
-{
-    for (const auto &held : std::as_const(m_sizeTasks)) {
-        if (const auto task = held.lock())
-            task->cancel();
-    }
-    m_sizeTasks.clear();
+    queueSizeOfPath(path, shared_from_this());
 }
 
 void SimpleRemainsInfo::onSimpleSizeCalculationTaskComplete(const std::shared_ptr<SimpleSizeCalculationTask> &task)

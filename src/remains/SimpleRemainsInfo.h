@@ -1,7 +1,6 @@
 #pragma once
 
-#include "SimpleSizeCalculationTaskListener.h"
-#include "core/PathForRemove.h"
+#include "RemainsInfo.h"
 #include "platform/Bundle.h"
 
 #include <QList>
@@ -10,7 +9,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <vector>
 
 class SimpleRemainsInfoListener;
 
@@ -22,7 +20,7 @@ class SimpleRemainsInfoListener;
 // background and arrive on the main thread, each setting its record's size, adding to the
 // total and telling the listener (held weakly). Owned through shared_ptr: the size tasks
 // keep the object alive until their results are in.
-class SimpleRemainsInfo : public SimpleSizeCalculationTaskListener, public std::enable_shared_from_this<SimpleRemainsInfo>
+class SimpleRemainsInfo : public RemainsInfo, public std::enable_shared_from_this<SimpleRemainsInfo>
 {
 public:
     // The kinds of remains produced here (the "type" of a record).
@@ -53,15 +51,12 @@ public:
     void addPathInSubFolder(const QString &folder, const QString &prefix, const QString &suffix,
                             QList<PathForRemove> &array, qint32 type);
     void addSizeOfPath(const QString &path);
-    // Stops measuring: sizes not yet measured never will be (walks in progress give
-    // up), and the listener hears of none, not even of one already on its way.
-    void cancelSizeCalculation();
 
     void onSimpleSizeCalculationTaskComplete(const std::shared_ptr<SimpleSizeCalculationTask> &task) override;
     void updateSize(quint64 size);
-    quint64 getTotalSize() const { return m_nTotalSize; }
+    quint64 getTotalSize() const override { return m_nTotalSize; }
     // Appends the bundles' records, then the remains' records.
-    void addRemoveObjectPathsToArray(QList<PathForRemove> &array) const;
+    void addRemoveObjectPathsToArray(QList<PathForRemove> &array) const override;
     QString getBundleID() const { return m_sBundleID; }
     QString getBundleName() const { return m_sBundleName; }
 
@@ -80,5 +75,4 @@ private:
     QList<PathForRemove> m_arrAppObjectPaths;
     QList<PathForRemove> m_arrRemainsObjectPaths;
     QString _homePath;
-    std::vector<std::weak_ptr<SimpleSizeCalculationTask>> m_sizeTasks; // they hold this object
 };

@@ -6,6 +6,9 @@
 #include "core/ApplicationDirectoryUtils.h"
 #include "core/PathsGenerator.h"
 #include "core/BundleExcludeList.h"
+#include "platform/AppImage.h"
+#include "platform/MainThread.h"
+#include "platform/SerialQueue.h"
 #include "platform/TrashLocation.h"
 
 namespace {
@@ -16,10 +19,17 @@ std::optional<Bundle> refuse(const QString &path, const QString &reason)
     return std::nullopt;
 }
 
+SerialQueue &arrivalCheckQueue()
+{
+    static auto *queue = new SerialQueue(QStringLiteral("AppImage arrival check"));
+    return *queue;
+}
+
 } // namespace
 
 AppsInTrashWatcher::AppsInTrashWatcher(AppsInTrashWatcherListener *listener)
     : m_pListener(listener)
+    , m_pSelf(std::make_shared<AppsInTrashWatcher *>(this))
 {
     startWatching();
 }
@@ -55,6 +65,21 @@ void AppsInTrashWatcher::onAddedAppWithPath(const QString &path)
         return;
     qCDebug(lcWatching).noquote() << "reported:" << path << bundle->bundleIdentifier();
     m_pListener->onAppMovedToTrash(*bundle);
+}
+
+void AppsInTrashWatcher::onAddedFileWithPath(const QString &path)
+{
+    arrivalCheckQueue().async([self = std::weak_ptr(m_pSelf), path] {
+        if (!AppImage::isAppImageFile(path))
+            return;
+        MainThread::async([self, path] {
+            const auto watcher = self.lock();
+            if (!watcher || !(*watcher)->m_pListener)
+                return;
+            qCDebug(lcWatching).noquote() << "reported AppImage:" << path;
+            (*watcher)->m_pListener->onAppImageMovedToTrash(path);
+        });
+    });
 }
 
 std::optional<Bundle> AppsInTrashWatcher::isReallyAppBundlePath(const QString &path)

@@ -213,11 +213,17 @@ void DirectoryWatcher::forgetContents()
 // The test is made a second time before a folder is searched, so that an application
 // whose bundle was completed meanwhile is still reported directly. The folders of one
 // refresh are searched together, each with what it holds.
+// A file is reported only at the top of the directory, where an AppImage trashed on
+// its own lands.
 void DirectoryWatcher::onAddedFileItem(FileItem *item, FileItem *parent)
 {
-    if (notifyIsFileItemIsApp(item) || !item->isDir() || notifyIsFileItemIsApp(item))
+    const bool atTop = parent == m_pPathTree.get();
+    if (!item->isDir()) {
+        if (atTop && !item->isSymLink() && m_pDelegate)
+            m_pDelegate->onAddedFileWithPath(item->buildFullPath());
         return;
-    if (parent != m_pPathTree.get())
+    }
+    if (notifyIsFileItemIsApp(item) || notifyIsFileItemIsApp(item) || !atTop)
         return;
     if (m_arrivedFolders.isEmpty()) {
         MainThread::after(Delays::scaled(Delays::kFolderSearch), this,

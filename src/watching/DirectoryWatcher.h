@@ -17,7 +17,8 @@ class DirectoryWatcherDelegate;
 class FileItem;
 
 // Watches one directory and tells its delegate about every application bundle that
-// arrives in it, at its top level or inside folders moved into it.
+// arrives in it, at its top level or inside folders moved into it, and about every
+// file (not a link) that arrives at its top level.
 //
 // It keeps a tree of the directory one level deep and reads the directory again once
 // it has been quiet for Delays::kTrashDebounce, or after Delays::kTrashDebounceCeiling

@@ -1,7 +1,9 @@
 #include "TestSandbox.h"
+#include "support/AppImageFixture.h"
 #include "agent/AppDelegate.h"
 #include "core/PathsGenerator.h"
 #include "messaging/FileMessage.h"
+#include "notification/RichNotificationWC.h"
 #include "platform/Bundle.h"
 #include "platform/ThreadLauncher.h"
 
@@ -29,6 +31,12 @@ protected:
 QString trashed(const QString &name) { return PathsGenerator::GetInstance().buildTrashDirectory() + u'/' + name; }
 QString exclude(const QVariantList &paths) { return FileMessage::CreateMessageForHelperToExcludeRemovedPaths(paths).saveToFile(); }
 QString clear() { return FileMessage::CreateMessageForHelperToCancelExcludeRemovedPaths().saveToFile(); }
+// An AppImage of the desktop id, named "<Name>.AppImage" at the path.
+QString makeAppImage(const QString &path, const QString &desktopId, const QString &name)
+{
+    const QByteArray entry = AppImageFixture::desktopEntry("Name=" + name.toUtf8() + "\nExec=AppRun\n");
+    return AppImageFixture::write(path, AppImageFixture::bytes({{desktopId + u".desktop"_s, entry}}));
+}
 
 } // namespace
 
@@ -58,6 +66,9 @@ private Q_SLOTS:
         m_sandbox = std::make_unique<TestSandbox>();
         for (const QString &name : {u"Foo Bar"_s, u"Bazooka"_s, u"Old Apps/Foo Bar"_s, u"Qux"_s})
             TestSandbox::makeApp(trashed(name + u".app"_s), u"com.example."_s + QString(name).remove(u' ').remove(u'/'));
+        makeAppImage(trashed(u"Kritter.AppImage"_s), u"org.example.Kritter"_s, u"Kritter"_s);
+        makeAppImage(trashed(u"Copied.AppImage"_s), u"org.example.Copied"_s, u"Copied"_s);
+        makeAppImage(m_sandbox->path(u"Applications/Copy.AppImage"_s), u"org.example.Copied"_s, u"Copied"_s);
         m_delegate = std::make_unique<RecordingDelegate>();
         ThreadLauncher::setRefusedForTests(true); // its threads are made later, once they can be
         m_delegate->applicationDidFinishLaunching();
@@ -76,6 +87,29 @@ private Q_SLOTS:
         m_delegate->offered.clear();
         QVERIFY(QDir().rename(app, trashed(u"Foo.app"_s)));
         QTRY_COMPARE_WITH_TIMEOUT(m_delegate->offered, QStringList{trashed(u"Foo.app"_s)}, 10000);
+    }
+
+    // An AppImage goes the whole way: decided off the main thread, gathered by the
+    // window under its Name, handed over on "Complete Uninstall" with the AppImage
+    // first, as the application. One with another copy installed, offered just
+    // before, is decided first and not shown.
+    void offersAnAppImageAndHandsItOver()
+    {
+        const QString settings = TestSandbox::makeFile(m_sandbox->path(u".config/Kritter/settings.ini"_s), 5000);
+        const QString cache = TestSandbox::makeFile(m_sandbox->path(u".cache/org.example.Kritter"_s), 10);
+        RichNotificationWC *window = m_delegate->notificationController();
+        QList<PathForRemove> handed;
+        window->setRemoveFilePaths([&handed](const QList<PathForRemove> &paths) { handed = paths; });
+        m_delegate->onAppImageMovedToTrash(trashed(u"Copied.AppImage"_s));
+        m_delegate->onAppImageMovedToTrash(trashed(u"Kritter.AppImage"_s));
+        QTRY_VERIFY_WITH_TIMEOUT(window->descriptionText().contains(u"Kritter"_s), 10000);
+        QCOMPARE(window->otherAppCount(), 0);
+        window->onSelectCompleteUninstall();
+        QStringList items;
+        for (const PathForRemove &item : std::as_const(handed))
+            items << u"%1 %2"_s.arg(item.type()).arg(item.path());
+        QCOMPARE(items, (QStringList{u"0 "_s + trashed(u"Kritter.AppImage"_s), u"10 "_s + QFileInfo(settings).path(), u"8 "_s + cache}));
+        window->setRemoveFilePaths(nullptr);
     }
 
     // The prefix also covers longer names, but not the same name in a sub-folder of the Trash.

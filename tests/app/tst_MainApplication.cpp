@@ -128,23 +128,39 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(trashed(u"com.example.Foo"_s) + u".trashinfo"_s));
     }
 
-    // A forged message moves nothing of what it may not touch; the one plain remain
-    // among them shows that it was read.
+    // A forged message moves nothing of what it may not touch: system files, the home,
+    // the Trash, the Library's own folders, the XDG folders and the folders every
+    // program shares there, whole or in part. The plain remains among them, an icon
+    // among them, show that it was read.
     void leavesForgedPathsAlone()
     {
         const QString outside = TestSandbox::makeFile(m_sandbox->path(u"../outside/secret"_s), 1);
         QVERIFY(QFile::link(QFileInfo(outside).path(), lib(u"Caches/evil"_s)));
-        const QString plain = TestSandbox::makeFile(lib(u"Caches/com.example.Plain"_s));
-        const QList<std::pair<int, QString>> forged{{11, u"/etc/passwd"_s}, {3, m_sandbox->home()},
-            {3, QFileInfo(m_trash).path()}, {3, m_sandbox->path(u".local"_s)}, {8, lib(u"Caches/../Caches/x"_s)},
+        const QString icon = u".local/share/icons/hicolor/48x48/apps/x.png"_s;
+        const QStringList kept{u"Library/Caches/com.example.Foo/x"_s, u".config/autostart/x.desktop"_s,
+            u".local/share/applications/x.desktop"_s, u".local/share/mime/packages/x.xml"_s, u".cache/x"_s,
+            u".local/state/x"_s, u".local/bin/x"_s, u"bin/x"_s, u".config/systemd/user/x.service"_s,
+            u".local/share/icons/hicolor/index.theme"_s};
+        for (const QString &path : kept + QStringList{u"Library/Caches/com.example.Plain"_s, u".config/Plain"_s, icon})
+            TestSandbox::makeFile(m_sandbox->path(path));
+        QList<std::pair<int, QString>> forged{{11, u"/etc/passwd"_s}, {3, m_sandbox->home()},
+            {3, QFileInfo(m_trash).path()}, {8, lib(u"Caches/../Caches/x"_s)},
             {8, lib(u"Caches/evil/secret"_s)}, {8, lib({})}, {8, lib(u"Caches"_s)}, {5, lib(u"Caches/com.example.Foo"_s)},
-            {0, lib(u"Caches/com.example.Foo"_s)}, {8, plain}};
-        TestSandbox::makeFile(lib(u"Caches/com.example.Foo/x"_s));
+            {0, lib(u"Caches/com.example.Foo"_s)}, {8, lib(u"Caches/com.example.Plain"_s)}, {10, m_sandbox->path(u".config/Plain"_s)},
+            {3, m_sandbox->path(icon)}};
+        for (const QString &folder : {u".config"_s, u".local"_s, u".local/share"_s, u".local/share/applications"_s,
+                 u".local/share/icons/hicolor"_s, u".local/share/icons/hicolor/48x48/apps"_s, u".local/share/mime"_s,
+                 u".local/share/mime/packages"_s, u".config/autostart"_s, u".cache"_s, u".local/state"_s, u".local/bin"_s,
+                 u"bin"_s, u".config/SystemD/user"_s, u".local/share/icons/hicolor/index.theme"_s})
+            forged.append({3, m_sandbox->path(folder)});
         const QStringList before = QDir(m_trash).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System);
         QCOMPARE(tarnwick({message(forged)}).code, 0);
         const QStringList after = QDir(m_trash).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System);
-        QCOMPARE(after.size(), before.size() + 1);
-        QVERIFY(after.contains(u"com.example.Plain"_s) && QFileInfo::exists(outside) && QFileInfo::exists(lib(u"Caches/com.example.Foo/x"_s)));
+        QCOMPARE(after.size(), before.size() + 3);
+        QVERIFY(after.contains(u"com.example.Plain"_s) && after.contains(u"Plain"_s) && after.contains(u"x.png"_s));
+        QVERIFY(QFileInfo::exists(outside));
+        for (const QString &path : kept)
+            QVERIFY2(QFileInfo::exists(m_sandbox->path(path)), qPrintable(path));
     }
 
     // Only a regular file of the user's own, in a folder others cannot write, is read.

@@ -2,6 +2,7 @@
 
 #include "core/PathsGenerator.h"
 #include "platform/BundleIdentifiers.h"
+#include "support/AppImageFixture.h"
 #include "support/TestSandbox.h"
 #include "watching/AppsInTrashWatcherListener.h"
 
@@ -9,6 +10,8 @@
 #include <QDir>
 #include <QTest>
 #include <QThread>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -18,12 +21,18 @@ class tst_AppsInTrashWatcher : public QObject, AppsInTrashWatcherListener
     std::unique_ptr<TestSandbox> m_sandbox;
     QStringList m_paths;
     QStringList m_identifiers;
+    QStringList m_appImages;
     bool m_onMainThread = true;
 
     void onAppMovedToTrash(const Bundle &bundle) override
     {
         m_paths.append(bundle.bundlePath());
         m_identifiers.append(bundle.bundleIdentifier());
+        m_onMainThread = m_onMainThread && QThread::currentThread() == QCoreApplication::instance()->thread();
+    }
+    void onAppImageMovedToTrash(const QString &path) override
+    {
+        m_appImages.append(path);
         m_onMainThread = m_onMainThread && QThread::currentThread() == QCoreApplication::instance()->thread();
     }
     // Built outside, then moved in with one rename, as a file manager trashes an item.
@@ -72,6 +81,29 @@ private Q_SLOTS:
                                        TestSandbox::makeFile(m_sandbox->path(u"nest/Plain.app"_s))})
             QVERIFY2(!AppsInTrashWatcher::isReallyAppBundlePath(refused), qPrintable(refused));
         QCOMPARE(AppsInTrashWatcher::isReallyAppBundlePath(beside).value().bundleIdentifier(), u"com.example.beside"_s);
+    }
+
+    // Of the files moved in, only an AppImage is reported, on the main thread: not a
+    // link to one, a FIFO (never opened for reading) nor another ELF program. The
+    // checks are made in arrival order: a second AppImage, reported after them, proves
+    // that the rest was not.
+    void reportsAppImagesOnly()
+    {
+        using AppImageFixture::write;
+        AppsInTrashWatcher watcher(this);
+        const QString staging = m_sandbox->path(u"staging/files/"_s);
+        write(staging + u"Foo.AppImage"_s, AppImageFixture::elfHeader());
+        write(staging + u"Program"_s, AppImageFixture::elfHeader().replace(8, 3, QByteArray(3, '\0')));
+        QVERIFY(QFile::link(write(m_sandbox->path(u"kept.AppImage"_s), AppImageFixture::elfHeader()), staging + u"Link.AppImage"_s));
+        QCOMPARE(::mkfifo(QFile::encodeName(staging + u"Fifo.AppImage"_s).constData(), 0600), 0);
+        const QString trash = m_sandbox->trash() + u'/';
+        for (const QString &name : QDir(staging).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
+            QVERIFY(QDir().rename(staging + name, trash + name));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_appImages.isEmpty(), 5000);
+        QVERIFY(QDir().rename(write(staging + u"Sentinel"_s, AppImageFixture::elfHeader()), trash + u"Sentinel"_s));
+        QTRY_COMPARE_WITH_TIMEOUT(m_appImages.size(), 2, 5000);
+        QCOMPARE(m_appImages, (QStringList{trash + u"Foo.AppImage"_s, trash + u"Sentinel"_s}));
+        QVERIFY(m_onMainThread);
     }
 };
 

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+// The folders and files of the XDG base folders (settings, data, caches, state) that
+// belong to every program rather than to one application: "applications", "icons",
+// "autostart", "mime", "Trash", "systemd"… A clean-up never offers or moves one of
+// them as a whole, whatever an application calls itself.
+//
+// Names are compared ignoring case. Callable from any thread.
+class SharedFolderNames
+{
+public:
+    static bool contains(const QString &name);
+};
