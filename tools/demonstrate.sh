@@ -7,6 +7,8 @@
 #   the Return key as a person would; the main application (the build's, told the
 #   sandbox home by the helper) moves the remains into the sandbox Trash, each with
 #   its .trashinfo; then `tarnwick --undo-last` puts them back.
+#   The same road for a Linux application: an AppImage, Kritter, with its settings,
+#   data, cache, menu entry and icon in the XDG folders.
 #
 # usage: tools/demonstrate.sh BUILD_DIR [--check] [--keep]
 #   BUILD_DIR  a build folder, or an installed <prefix>/lib/tarnwick: what holds Tarnwick.app
@@ -119,6 +121,55 @@ if [ "$check" -eq 1 ]; then
     [ "$(digest_tree "$lib")" = "$library_before" ] || fail "the Library did not come back unchanged"
     [ "$(ls "$trash/files")" = "Foo.app" ] || fail "the Trash still holds $(ls "$trash/files")"
     say "Check passed: the remains went to the Trash with valid .trashinfo files and came back unchanged."
+fi
+
+# The AppImage: Kritter (org.example.Kritter), integrated into the menu with an icon.
+kritter="$home/Applications/Kritter.AppImage"
+make_appimage "$kritter" org.example.Kritter 'Name=Kritter\nExec=kritter %F\nIcon=kritter\nStartupWMClass=Kritter'
+make_file "$home/.config/Kritter/kritterrc" 4
+make_file "$home/.local/share/kritter/brushes.db" 1500
+make_file "$home/.cache/org.example.Kritter/thumbnails.db" 700
+mkdir -p "$home/.local/share/applications"
+printf '[Desktop Entry]\nType=Application\nName=Kritter\nExec="%s" %%F\nIcon=kritter-menu\n' "$kritter" \
+    >"$home/.local/share/applications/kritter-appimage.desktop"
+make_file "$home/.local/share/icons/hicolor/256x256/apps/kritter-menu.png" 40
+make_file "$home/.config/KritterOther/kept.conf" 1
+xdg_before="$(digest_tree "$home/.config"; digest_tree "$home/.local/share" | grep -v Trash; digest_tree "$home/.cache")"
+
+say "Moving Kritter.AppImage to the Trash"
+move_to_trash "$kritter" "$trash"
+wait_for_window
+say "The notification window is up for Kritter (X window $window)"
+sleep 2
+xdotool windowfocus --sync "$window" 2>/dev/null || true
+import -window "$window" "$sandbox/notification-appimage.png"
+say "Screenshot: $sandbox/notification-appimage.png"
+say "Pressing Return (Complete Uninstall)"
+xdotool key --clearmodifiers Return
+second_move() { [ "$(grep -c "moved to the Trash" "$sandbox/helper.log")" -ge 2 ]; }
+wait_for 30 second_move || fail "the main application moved nothing of Kritter"
+say "The main application: $(grep "moved to the Trash" "$sandbox/helper.log" | tail -n 1)"
+listing="$(print_trash "$trash")"
+sed "s|$home|~|; s|^|  |" <<<"$listing"
+kritter_remains=(
+    "$home/.config/Kritter"
+    "$home/.local/share/kritter"
+    "$home/.cache/org.example.Kritter"
+    "$home/.local/share/applications/kritter-appimage.desktop"
+    "$home/.local/share/icons/hicolor/256x256/apps/kritter-menu.png")
+if [ "$check" -eq 1 ]; then
+    for path in "${kritter_remains[@]}"; do
+        grep -qF "	from $path" <<<"$listing" && [ ! -e "$path" ] || fail "not moved into the Trash: $path"
+    done
+    [ -f "$trash/files/Kritter.AppImage" ] && [ -f "$home/.config/KritterOther/kept.conf" ] || fail "something else moved"
+    [ -d "$home/.local/share/icons/hicolor" ] && [ -d "$home/.local/share/applications" ] || fail "a shared folder moved"
+fi
+say "Undoing: tarnwick --undo-last"
+"$main_app" --home "$home" --undo-last || fail "the undo failed"
+if [ "$check" -eq 1 ]; then
+    [ "$(digest_tree "$home/.config"; digest_tree "$home/.local/share" | grep -v Trash; digest_tree "$home/.cache")" = "$xdg_before" ] ||
+        fail "the XDG folders did not come back unchanged"
+    say "Check passed: Kritter's remains went to the Trash and came back unchanged."
 fi
 [ "$keep" -eq 1 ] && say "Kept the sandbox: $sandbox"
 exit 0
