@@ -3,6 +3,7 @@
 #include "core/PathsGenerator.h"
 #include "platform/Bundle.h"
 #include "platform/KernelEventQueue.h"
+#include "platform/PathCodec.h"
 #include "watching/VDKQueue.h"
 
 #include <QCoreApplication>
@@ -29,7 +30,7 @@ UpdateRestarter::UpdateRestarter()
     : m_sBundlePath(Bundle::mainBundlePath())
 {
     struct stat status {};
-    if (m_sBundlePath.isNull() || ::lstat(QFile::encodeName(m_sBundlePath).constData(), &status) != 0)
+    if (m_sBundlePath.isNull() || ::lstat(PathCodec::encode(m_sBundlePath).constData(), &status) != 0)
         return;
     m_device = status.st_dev;
     m_inode = status.st_ino;
@@ -58,7 +59,7 @@ QStringList UpdateRestarter::enclosingFolders(const QString &bundlePath, const Q
 bool UpdateRestarter::isBundleInPlace() const
 {
     struct stat status {};
-    return !m_sBundlePath.isNull() && ::lstat(QFile::encodeName(m_sBundlePath).constData(), &status) == 0 &&
+    return !m_sBundlePath.isNull() && ::lstat(PathCodec::encode(m_sBundlePath).constData(), &status) == 0 &&
            status.st_dev == m_device && status.st_ino == m_inode;
 }
 

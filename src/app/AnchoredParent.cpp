@@ -1,5 +1,6 @@
 #include "AnchoredParent.h"
 
+#include "platform/PathCodec.h"
 #include <QFile>
 #include <QList>
 
@@ -49,8 +50,8 @@ std::optional<AnchoredParent> AnchoredParent::open(const QString &home, const QS
         *why = QStringLiteral("outside the home folder");
         return std::nullopt;
     }
-    QList<QByteArray> components = QFile::encodeName(path.mid(home.size() + 1)).split('/');
-    int folder = ::open(QFile::encodeName(home).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    QList<QByteArray> components = PathCodec::encode(path.mid(home.size() + 1)).split('/');
+    int folder = ::open(PathCodec::encode(home).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (folder < 0) {
         *why = QStringLiteral("the home folder cannot be opened");
         return std::nullopt;

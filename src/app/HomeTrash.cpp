@@ -1,7 +1,8 @@
 #include "HomeTrash.h"
 
-#include "TrashInfo.h"
 #include "core/StringFileManager.h"
+#include "platform/PathCodec.h"
+#include "TrashInfo.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -19,7 +20,7 @@ constexpr qint64 kMaxInfoSize = 64 * 1024;
 
 QByteArray infoName(const QString &name)
 {
-    return QFile::encodeName(name) + ".trashinfo";
+    return PathCodec::encode(name) + ".trashinfo";
 }
 
 bool isFree(int folder, const QByteArray &name)
@@ -47,8 +48,8 @@ std::unique_ptr<HomeTrash> HomeTrash::open(const QString &filesFolder)
 {
     constexpr int flags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     const QString infoFolder = QFileInfo(filesFolder).path() + QStringLiteral("/info");
-    ScopedDescriptor files(::open(QFile::encodeName(filesFolder).constData(), flags));
-    ScopedDescriptor info(::open(QFile::encodeName(infoFolder).constData(), flags));
+    ScopedDescriptor files(::open(PathCodec::encode(filesFolder).constData(), flags));
+    ScopedDescriptor info(::open(PathCodec::encode(infoFolder).constData(), flags));
     struct stat status {};
     if (files.get() < 0 || info.get() < 0 || ::fstat(files.get(), &status) != 0)
         return nullptr;
@@ -60,7 +61,7 @@ QString HomeTrash::reserve(const QString &name, const QString &originalPath)
     const QByteArray info = TrashInfo::compose(originalPath, QDateTime::currentDateTime());
     for (long counter = 1; counter <= kMaxNameCounter; ++counter) {
         const QString candidate = counter == 1 ? name : StringFileManager::nameWithCounter(name, counter);
-        if (!isFree(m_files.get(), QFile::encodeName(candidate)))
+        if (!isFree(m_files.get(), PathCodec::encode(candidate)))
             continue;
         const int file = ::openat(m_info.get(), infoName(candidate).constData(),
                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
@@ -84,13 +85,13 @@ void HomeTrash::release(const QString &name)
 
 int HomeTrash::moveIn(int folder, const QByteArray &item, const QString &reserved)
 {
-    const QByteArray target = QFile::encodeName(reserved);
+    const QByteArray target = PathCodec::encode(reserved);
     return ::renameat2(folder, item.constData(), m_files.get(), target.constData(), RENAME_NOREPLACE) == 0 ? 0 : errno;
 }
 
 int HomeTrash::takeOut(const QString &name, int folder, const QByteArray &item)
 {
-    const QByteArray source = QFile::encodeName(name);
+    const QByteArray source = PathCodec::encode(name);
     if (::renameat2(m_files.get(), source.constData(), folder, item.constData(), RENAME_NOREPLACE) != 0)
         return errno;
     release(name);

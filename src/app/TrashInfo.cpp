@@ -1,5 +1,6 @@
 #include "TrashInfo.h"
 
+#include "platform/PathCodec.h"
 #include <QFile>
 #include <QList>
 
@@ -14,7 +15,7 @@ const QByteArray kKeptInPaths = "/";
 
 QByteArray TrashInfo::compose(const QString &originalPath, const QDateTime &deletionDate)
 {
-    return kGroup + "\n" + kPathKey + QFile::encodeName(originalPath).toPercentEncoding(kKeptInPaths) +
+    return kGroup + "\n" + kPathKey + PathCodec::encode(originalPath).toPercentEncoding(kKeptInPaths) +
            "\nDeletionDate=" + deletionDate.toString(QStringLiteral("yyyy-MM-dd'T'HH:mm:ss")).toLatin1() + "\n";
 }
 
@@ -32,7 +33,7 @@ std::optional<QString> TrashInfo::originalPath(const QByteArray &text)
         const QByteArray path = QByteArray::fromPercentEncoding(lines.at(index).mid(kPathKey.size()).trimmed());
         if (!path.startsWith('/') || path.contains('\0'))
             return std::nullopt;
-        return QFile::decodeName(path);
+        return PathCodec::decode(path);
     }
     return std::nullopt;
 }

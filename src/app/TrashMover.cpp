@@ -1,6 +1,7 @@
 #include "TrashMover.h"
 
 #include "AnchoredParent.h"
+#include "platform/PathCodec.h"
 
 #include <QFile>
 #include <QSet>
@@ -61,7 +62,7 @@ QString TrashMover::reserveOne(const PathForRemove &item)
         return reasonFor(errno);
     if (status.st_dev != m_trash.device())
         return reasonFor(EXDEV);
-    const QString name = m_trash.reserve(QFile::decodeName(parent->name()), item.path());
+    const QString name = m_trash.reserve(PathCodec::decode(parent->name()), item.path());
     if (name.isNull())
         return QStringLiteral("no name could be reserved for it in the Trash");
     m_reserved.append(TrashedItem{item.path(), name, item.isSizeCalculated() ? item.getSize() : 0});

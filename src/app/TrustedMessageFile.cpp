@@ -2,6 +2,7 @@
 
 #include "messaging/MessageFiles.h"
 #include "messaging/WatcherMessage.h"
+#include "platform/PathCodec.h"
 #include "platform/ScopedDescriptor.h"
 
 #include <QFile>
@@ -42,8 +43,8 @@ std::optional<QByteArray> readAll(int file, qint64 size)
 std::optional<QList<PathForRemove>> TrustedMessageFile::load(const QString &path, QString *why)
 {
     const QFileInfo info(path);
-    const QByteArray name = QFile::encodeName(info.fileName());
-    const ScopedDescriptor folder(::open(QFile::encodeName(info.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const QByteArray name = PathCodec::encode(info.fileName());
+    const ScopedDescriptor folder(::open(PathCodec::encode(info.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat status {};
     if (folder.get() < 0 || ::fstat(folder.get(), &status) != 0 || !isTrustedFolder(status)) {
         *why = QStringLiteral("its folder is missing or can be written by others");

@@ -2,6 +2,7 @@
 
 #include "core/WatcherSettings.h"
 #include "platform/FileAttributes.h"
+#include "platform/PathCodec.h"
 #include "platform/ScopedDescriptor.h"
 #include "platform/TemporaryDirectory.h"
 
@@ -29,7 +30,7 @@ constexpr int kNameTries = 1000;
 // private; -1 otherwise. What is checked is what was opened.
 int openPrivateFolder(const QString &folder)
 {
-    ScopedDescriptor descriptor(::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    ScopedDescriptor descriptor(::open(PathCodec::encode(folder).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
     if (descriptor.get() < 0 || ::fstat(descriptor.get(), &status) != 0 || !TemporaryDirectory::isPrivateStatus(status))
         return -1;
@@ -147,11 +148,11 @@ QString MessageFiles::writeFile(const QString &folder, const QByteArray &bytes, 
     const ScopedDescriptor descriptor(openPrivateFolder(folder));
     if (descriptor.get() < 0)
         return {};
-    const QByteArray temporary = writeTemporaryFile(descriptor.get(), QFile::encodeName(name), bytes);
+    const QByteArray temporary = writeTemporaryFile(descriptor.get(), PathCodec::encode(name), bytes);
     if (temporary.isEmpty())
         return {};
     for (; !name.isEmpty(); name = nextName()) {
-        if (renameWithoutReplacing(descriptor.get(), temporary, QFile::encodeName(name)))
+        if (renameWithoutReplacing(descriptor.get(), temporary, PathCodec::encode(name)))
             return folder + QLatin1Char('/') + name;
         if (errno != EEXIST)
             break;
@@ -162,7 +163,7 @@ QString MessageFiles::writeFile(const QString &folder, const QByteArray &bytes, 
 
 std::optional<QByteArray> MessageFiles::readFile(const QString &path)
 {
-    const int descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    const int descriptor = ::open(PathCodec::encode(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (descriptor < 0)
         return std::nullopt;
     QFile file;

@@ -1,5 +1,6 @@
 #include "BoundedFile.h"
 
+#include "PathCodec.h"
 #include "ScopedDescriptor.h"
 
 #include <QFile>
@@ -16,7 +17,7 @@ int BoundedFile::openRegularFile(const QString &path, FinalLink link)
     // Looked at first, so that nothing but a regular file is ever opened (a device may
     // act on being opened); opened non-blocking all the same, and what was opened is
     // checked again, as the path may have been replaced in between.
-    const QByteArray name = QFile::encodeName(path);
+    const QByteArray name = PathCodec::encode(path);
     struct stat status {};
     const int looked = link == FinalLink::Refuse ? ::lstat(name.constData(), &status) : ::stat(name.constData(), &status);
     if (looked != 0 || !S_ISREG(status.st_mode))

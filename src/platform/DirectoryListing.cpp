@@ -1,5 +1,6 @@
 #include "DirectoryListing.h"
 
+#include "PathCodec.h"
 #include <QFile>
 #include <QStringDecoder>
 
@@ -47,12 +48,21 @@ std::optional<std::vector<DirectoryListing::Entry>> DirectoryListing::read(const
     return read ? std::optional(std::move(entries)) : std::nullopt;
 }
 
-// Names are decoded as QFile::decodeName does (UTF-8), into one reused buffer.
+QStringList DirectoryListing::names(const QString &path)
+{
+    QStringList names;
+    forEachEntry(path, [&names](QStringView name, FileAttributes::ResourceType) { names.append(name.toString()); });
+    names.sort();
+    return names;
+}
+
+// Names are decoded as UTF-8 into one reused buffer; the rare name that is not valid
+// UTF-8 is decoded by PathCodec, which keeps its bytes.
 bool DirectoryListing::forEachEntry(const QString &path, const Visitor &visit)
 {
     if (path.isEmpty())
         return false;
-    const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir(QFile::encodeName(path).constData()));
+    const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir(PathCodec::encode(path).constData()));
     if (!directory)
         return false;
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
@@ -61,6 +71,11 @@ bool DirectoryListing::forEachEntry(const QString &path, const Visitor &visit)
         if (isDotOrDotDot(entry->d_name))
             continue;
         const QChar *end = decoder.appendToBuffer(name.data(), QByteArrayView(entry->d_name));
+        if (decoder.hasError()) {
+            decoder.resetState();
+            visit(PathCodec::decode(QByteArrayView(entry->d_name)), typeOf(entry->d_type));
+            continue;
+        }
         visit(QStringView(name.data(), end), typeOf(entry->d_type));
     }
     return true;

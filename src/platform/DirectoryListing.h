@@ -3,6 +3,7 @@
 #include "FileAttributes.h"
 
 #include <QString>
+#include <QStringList>
 #include <QStringView>
 
 #include <functional>
@@ -31,4 +32,6 @@ public:
     // Visits the same entries while the directory is open, without a string allocation
     // per entry (the name is valid during the call only); false when it cannot be read.
     static bool forEachEntry(const QString &path, const Visitor &visit);
+    // The names of the entries, sorted; empty when the directory cannot be read.
+    static QStringList names(const QString &path);
 };

@@ -1,5 +1,6 @@
 #include "FileAttributes.h"
 
+#include "PathCodec.h"
 #include <QFile>
 
 #include <fcntl.h>
@@ -15,7 +16,7 @@ std::optional<struct stat> statOf(const QString &path, bool followLink)
 {
     if (path.isEmpty())
         return std::nullopt;
-    const QByteArray native = QFile::encodeName(path);
+    const QByteArray native = PathCodec::encode(path);
     struct stat status {};
     const int rc = followLink ? ::stat(native.constData(), &status) : ::lstat(native.constData(), &status);
     if (rc != 0)
@@ -81,7 +82,7 @@ bool FileAttributes::isImmutable(const QString &path)
 {
     if (path.isEmpty())
         return false;
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    const int fd = ::open(PathCodec::encode(path).constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0)
         return false;
     int flags = 0;

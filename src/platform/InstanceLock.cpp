@@ -1,5 +1,6 @@
 #include "InstanceLock.h"
 
+#include "PathCodec.h"
 #include <QFile>
 
 #include <cerrno>
@@ -14,7 +15,7 @@
 InstanceLock::InstanceLock(const QString &path)
     : m_path(path)
 {
-    m_descriptor = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    m_descriptor = ::open(PathCodec::encode(path).constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (m_descriptor < 0) {
         m_error = QStringLiteral("cannot open the lock file %1: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
         return;
@@ -37,7 +38,7 @@ bool InstanceLock::isLockedFileAtPath() const
 {
     struct stat onDisk {};
     struct stat held {};
-    return m_state == State::Acquired && ::lstat(QFile::encodeName(m_path).constData(), &onDisk) == 0 &&
+    return m_state == State::Acquired && ::lstat(PathCodec::encode(m_path).constData(), &onDisk) == 0 &&
            ::fstat(m_descriptor, &held) == 0 && onDisk.st_dev == held.st_dev && onDisk.st_ino == held.st_ino;
 }
 

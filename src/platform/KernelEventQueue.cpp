@@ -1,6 +1,7 @@
 #include "KernelEventQueue.h"
 
 #include "FileAttributes.h"
+#include "PathCodec.h"
 #include "ScopedDescriptor.h"
 
 #include <QFile>
@@ -117,7 +118,7 @@ int KernelEventQueue::addWatch(const QString &path)
     if (path.isEmpty())
         return -1;
     const quint32 mask = FileAttributes::isDirectory(path) ? kDirectoryMask : kFileMask;
-    const int watch = ::inotify_add_watch(m_inotifyDescriptor, QFile::encodeName(path).constData(), mask);
+    const int watch = ::inotify_add_watch(m_inotifyDescriptor, PathCodec::encode(path).constData(), mask);
     if (watch < 0) {
         if (errno == ENOSPC)
             g_watches.failed(errno);
@@ -237,7 +238,7 @@ void KernelEventQueue::merge(Batch &batch, int watch, quint32 events)
 void KernelEventQueue::snapshot(Watch &watch)
 {
     struct stat status {};
-    const bool known = ::stat(QFile::encodeName(watch.path).constData(), &status) == 0;
+    const bool known = ::stat(PathCodec::encode(watch.path).constData(), &status) == 0;
     if (!known || (watch.identified && (watch.device != status.st_dev || watch.inode != status.st_ino))) {
         watch.state = {};
         return;

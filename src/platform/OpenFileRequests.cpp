@@ -4,6 +4,7 @@
 #include "Delays.h"
 #include "InstanceLock.h"
 #include "OpenFilePeer.h"
+#include "PathCodec.h"
 #include "ScopedDescriptor.h"
 #include "TemporaryDirectory.h"
 
@@ -91,7 +92,7 @@ OpenFileRequests::~OpenFileRequests()
 {
     // A clean end leaves no socket file behind; the lock goes with the descriptor.
     if (isSocketInPlace())
-        ::unlink(QFile::encodeName(m_socketPath).constData());
+        ::unlink(PathCodec::encode(m_socketPath).constData());
     closeSocket();
 }
 
@@ -140,7 +141,7 @@ bool OpenFileRequests::createSocket()
 {
     closeSocket();
     const QString &name = m_socketPath;
-    const QByteArray path = QFile::encodeName(name);
+    const QByteArray path = PathCodec::encode(name);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= qsizetype(sizeof address.sun_path)) {
@@ -185,7 +186,7 @@ void OpenFileRequests::closeSocket()
 bool OpenFileRequests::isSocketInPlace() const
 {
     struct stat status {};
-    return m_listener >= 0 && ::lstat(QFile::encodeName(m_socketPath).constData(), &status) == 0 &&
+    return m_listener >= 0 && ::lstat(PathCodec::encode(m_socketPath).constData(), &status) == 0 &&
            S_ISSOCK(status.st_mode) && status.st_dev == m_socketDevice && status.st_ino == m_socketInode;
 }
 

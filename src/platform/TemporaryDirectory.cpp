@@ -1,5 +1,6 @@
 #include "TemporaryDirectory.h"
 
+#include "PathCodec.h"
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
@@ -22,7 +23,7 @@ QString TemporaryDirectory::path()
 bool TemporaryDirectory::isPrivateFolder(const QString &path)
 {
     struct stat status {};
-    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 && isPrivateStatus(status);
+    return ::lstat(PathCodec::encode(path).constData(), &status) == 0 && isPrivateStatus(status);
 }
 
 bool TemporaryDirectory::isPrivateStatus(const struct stat &status)
@@ -37,6 +38,6 @@ QString TemporaryDirectory::privateFolder(const QString &name)
         return {};
     const QString folder = base + QLatin1Char('/') + name;
     // mkdir fails harmlessly when the folder exists; what exists is then checked.
-    ::mkdir(QFile::encodeName(folder).constData(), kPrivateMode);
+    ::mkdir(PathCodec::encode(folder).constData(), kPrivateMode);
     return isPrivateFolder(folder) ? folder : QString();
 }

@@ -2,6 +2,7 @@
 
 #include "BoundedFile.h"
 #include "KeyFile.h"
+#include "PathCodec.h"
 
 #include <QDir>
 #include <QFile>
@@ -28,7 +29,7 @@ QString TrashInfo::originalPathFrom(const QByteArray &trashInfo, const QString &
     const QByteArray bytes = QByteArray::fromPercentEncoding(encoded.toUtf8());
     if (bytes.contains('\0'))
         return {};
-    QString path = QFile::decodeName(bytes);
+    QString path = PathCodec::decode(bytes);
     if (!path.startsWith(QLatin1Char('/')))
         path = topDirectory + QLatin1Char('/') + path;
     path = QDir::cleanPath(path);

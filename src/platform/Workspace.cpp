@@ -1,8 +1,10 @@
 #include "Workspace.h"
 
 #include "Bundle.h"
+#include "DirectoryListing.h"
 #include "FileAttributes.h"
 #include "PackageRules.h"
+#include "PathCodec.h"
 #include "UserDatabase.h"
 
 #include <QDesktopServices>
@@ -29,7 +31,7 @@ bool hasIdentifier(const QString &bundlePath, const QString &bundleIdentifier)
 
 QStringList entriesOf(const QString &folder)
 {
-    return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Name);
+    return DirectoryListing::names(folder);
 }
 
 // Bundles at the top of the folder and one folder below, not entering bundles.
@@ -60,7 +62,7 @@ QString enclosingApplication(const QString &executable)
 bool isOwnProcess(const QString &procEntry)
 {
     struct stat status {};
-    return ::stat(QFile::encodeName(procEntry).constData(), &status) == 0 && status.st_uid == ::getuid();
+    return ::stat(PathCodec::encode(procEntry).constData(), &status) == 0 && status.st_uid == ::getuid();
 }
 
 QString executableOf(const QString &procEntry)

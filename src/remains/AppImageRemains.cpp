@@ -1,12 +1,13 @@
 #include "AppImageRemains.h"
 
-#include "FolderWalk.h"
-#include "RemainsLogging.h"
-#include "SimpleRemainsInfo.h"
 #include "core/BundleExcludeList.h"
 #include "core/FileManagerUtils.h"
 #include "core/ParentFolder.h"
 #include "core/SharedFolderNames.h"
+#include "FolderWalk.h"
+#include "platform/PathCodec.h"
+#include "RemainsLogging.h"
+#include "SimpleRemainsInfo.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -240,7 +241,7 @@ QStringList AppImageRemains::probedNames(const AppImage &appImage)
 QString AppImageRemains::fileUri(const QString &path)
 {
     // GLib leaves these unescaped in a file URI's path, besides letters, digits and "-._~".
-    return QStringLiteral("file://") + QString::fromLatin1(QFile::encodeName(path).toPercentEncoding("!$&'()*+,/:=@"));
+    return QStringLiteral("file://") + QString::fromLatin1(PathCodec::encode(path).toPercentEncoding("!$&'()*+,/:=@"));
 }
 
 QStringList AppImageRemains::integrationPrefixes(const QString &originalPath)

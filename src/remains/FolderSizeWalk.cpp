@@ -2,6 +2,7 @@
 
 #include "DirectoryBranch.h"
 #include "platform/FileAttributes.h"
+#include "platform/PathCodec.h"
 
 #include <QFile>
 
@@ -154,7 +155,7 @@ private:
 
 std::optional<quint64> FolderSizeWalk::allocatedSizeOfItem(const QString &path, const IsCancelled &isCancelled)
 {
-    const QByteArray encoded = QFile::encodeName(path);
+    const QByteArray encoded = PathCodec::encode(path);
     if (encoded.isEmpty() || encoded.contains('\0'))
         return 0; // a name the system would cut short names something else
     const int fd = ::open(encoded.constData(), kDirectoryFlags);

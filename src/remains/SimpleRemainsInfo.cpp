@@ -9,6 +9,7 @@
 #include "core/ParentFolder.h"
 #include "core/PathsGenerator.h"
 #include "core/StringExtra.h"
+#include "platform/DirectoryListing.h"
 #include "platform/MetadataIndexQuery.h"
 #include "platform/Workspace.h"
 
@@ -202,9 +203,7 @@ void SimpleRemainsInfo::addPathInSubFolder(const QString &folder, const QString 
     const QString path = PathsGenerator::joinPath(_homePath, folder);
     if (!existsNoFollow(path))
         return;
-    const QStringList names =
-        QDir(path).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Name);
-    for (const QString &name : names) {
+    for (const QString &name : DirectoryListing::names(path)) {
         if (!hasPrefix(name, prefix) || !hasSuffix(name, suffix))
             continue;
         if (const auto record = PathForRemove::initWithPath(PathsGenerator::joinPath(path, name), type, m_sBundleID))

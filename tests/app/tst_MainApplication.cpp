@@ -5,6 +5,7 @@
 #include "notification/RichNotificationWC.h"
 #include "platform/InstanceLock.h"
 #include "platform/OpenFileRequests.h"
+#include "platform/PathCodec.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -12,6 +13,9 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -126,6 +130,25 @@ private Q_SLOTS:
         QVERIFY(QFileInfo(support).isFile() && QFileInfo(link).symLinkTarget() == target);
         QVERIFY(QFileInfo(prefs).size() == 1 && recordedPath(u"com.example.Foo 2.plist"_s) == prefs);
         QVERIFY(!QFileInfo::exists(trashed(u"com.example.Foo"_s) + u".trashinfo"_s));
+    }
+
+    // A remain whose name is not UTF-8 reaches the main application intact, goes to the
+    // Trash under the same bytes with its origin percent-encoded byte for byte, and
+    // comes back.
+    void movesNamesThatAreNotUtf8()
+    {
+        const QByteArray original = QFile::encodeName(lib(u"Application Support"_s)) + "/Caf\xe9";
+        TestSandbox::makeFile(lib(u"Application Support/Plain/x"_s));
+        QCOMPARE(::rename(QFile::encodeName(lib(u"Application Support/Plain"_s)).constData(), original.constData()), 0);
+        QCOMPARE(tarnwick({message({{3, PathCodec::decode(original)}})}).code, 0);
+        const QByteArray trash = QFile::encodeName(m_trash);
+        QVERIFY(::access(original.constData(), F_OK) != 0 && ::access(trash + "/Caf\xe9/x", F_OK) == 0);
+        QFile info;
+        const int descriptor = ::open(trash + "/../info/Caf\xe9.trashinfo", O_RDONLY);
+        QVERIFY(descriptor >= 0 && info.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+        QVERIFY(info.readAll().contains("/Caf%E9\n"));
+        QCOMPARE(tarnwick({u"--undo-last"_s}).code, 0);
+        QVERIFY(::access(original + "/x", F_OK) == 0);
     }
 
     // A forged message moves nothing of what it may not touch: system files, the home,

@@ -2,11 +2,15 @@
 #include "platform/ByteCountFormatter.h"
 #include "platform/FileAttributes.h"
 #include "platform/PackageRules.h"
+#include "platform/PathCodec.h"
+#include "platform/DirectoryListing.h"
 
 #include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
 
 // What the helper reads of files, and the size text it shows for them (links are
 // tested through FileManagerUtils and the file item tree).
@@ -14,6 +18,26 @@ class tst_FileAttributes : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    // Every name the kernel can hold comes back byte for byte, however it is decoded;
+    // a name in UTF-8 is plain text, and a listing finds a name that is not.
+    void keepsTheBytesOfEveryName()
+    {
+        const QByteArray names[] = {"Foo.app", "Caf\xc3\xa9 \xf0\x9f\x98\x80", "Caf\xe9.app", "Bad\xff\xfe.app",
+                                    "\xed\xb2\x80 surrogate", "\xc0\xaf overlong", "cut \xe2\x82", "\xf4\x90\x80\x80 big",
+                                    "\x80\xbf\xc3"};
+        for (const QByteArray &name : names) {
+            const QString decoded = PathCodec::decode(name);
+            QCOMPARE(PathCodec::encode(decoded), name);
+            QCOMPARE(decoded == QString::fromUtf8(name), QStringView(decoded).toUtf8() == name);
+        }
+        QCOMPARE(PathCodec::decode("Caf\xe9"), QStringLiteral("Caf") + QChar(0xDCE9));
+        const QByteArray folder = QFile::encodeName(m_dir.filePath(QStringLiteral("names")));
+        QVERIFY(QDir().mkpath(m_dir.filePath(QStringLiteral("names"))));
+        QCOMPARE(::mkdir(folder + "/Caf\xe9.app", 0700), 0);
+        QCOMPARE(DirectoryListing::names(QString::fromUtf8(folder)), QStringList{PathCodec::decode("Caf\xe9.app")});
+        QVERIFY(FileAttributes::isDirectory(PathCodec::decode(folder + "/Caf\xe9.app")));
+    }
+
     void readsKindsSizesLinkCountsAndTheImmutableFlag()
     {
         // Whole kilobytes; one decimal for megabytes, two above, a trailing zero dropped.

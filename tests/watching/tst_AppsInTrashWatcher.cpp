@@ -2,6 +2,7 @@
 
 #include "core/PathsGenerator.h"
 #include "platform/BundleIdentifiers.h"
+#include "platform/PathCodec.h"
 #include "support/AppImageFixture.h"
 #include "support/TestSandbox.h"
 #include "watching/AppsInTrashWatcherListener.h"
@@ -11,6 +12,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <cstdio>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -104,6 +106,22 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(m_appImages.size(), 2, 5000);
         QCOMPARE(m_appImages, (QStringList{trash + u"Foo.AppImage"_s, trash + u"Sentinel"_s}));
         QVERIFY(m_onMainThread);
+    }
+
+    // Names that are not UTF-8 (Latin-1, stray bytes) are reported with paths that
+    // lead back to the same bytes, and their bundles are read.
+    void reportsNamesThatAreNotUtf8()
+    {
+        AppsInTrashWatcher watcher(this);
+        m_paths.clear();
+        const QByteArray trash = QFile::encodeName(m_sandbox->trash()) + '/';
+        for (const QByteArray name : {QByteArray("Caf\xe9.app"), QByteArray("Bad\xff\xfe.app")}) {
+            const QString staged = TestSandbox::makeApp(m_sandbox->path(u"staging/Plain.app"_s), u"com.example."_s + name.toHex());
+            QCOMPARE(::rename(QFile::encodeName(staged).constData(), (trash + name).constData()), 0);
+            QTRY_COMPARE_WITH_TIMEOUT(m_paths.size(), 1, 5000);
+            QCOMPARE(PathCodec::encode(m_paths.takeFirst()), trash + name);
+            QCOMPARE(m_identifiers.last(), u"com.example."_s + name.toHex());
+        }
     }
 };
 
