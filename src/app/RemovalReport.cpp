@@ -2,6 +2,7 @@
 
 #include "core/StringFileManager.h"
 #include "core/StringFileSize.h"
+#include "platform/PathCodec.h"
 
 #include <QCoreApplication>
 
@@ -33,7 +34,7 @@ QString RemovalReport::applicationNames(const QList<PathForRemove> &items)
 {
     QStringList names;
     for (const PathForRemove &item : items) {
-        const QString name = StringFileManager::getDisplayNameWithoutExtension(item.path());
+        const QString name = PathCodec::forDisplay(StringFileManager::getDisplayNameWithoutExtension(item.path()));
         if (item.type() == 0 && !names.contains(name))
             names.append(name);
     }
@@ -60,7 +61,7 @@ QStringList RemovalReport::leftLines(const Removal &removal, const QString &home
 {
     QStringList lines;
     for (const LeftItem &item : removal.left) {
-        QString path = item.path;
+        QString path = PathCodec::forDisplay(item.path);
         if (path.startsWith(home + QLatin1Char('/')))
             path.replace(0, home.size(), QStringLiteral("~"));
         lines.append(QStringLiteral("%1: %2").arg(path, item.reason));

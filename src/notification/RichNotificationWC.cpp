@@ -12,6 +12,7 @@
 #include "messaging/NotificationsManager.h"
 #include "platform/Delays.h"
 #include "platform/MainThread.h"
+#include "platform/PathCodec.h"
 #include "platform/Workspace.h"
 #include "remains/AppImageDecision.h"
 #include "remains/AppImageRemainsInfo.h"
@@ -127,7 +128,8 @@ void RichNotificationWC::showNotificationForAppImage(const QString &path)
 
 void RichNotificationWC::gatherApp(const Bundle &bundle, const QString &bundleId)
 {
-    if (!beginGathering(bundle.bundlePath(), StringFileManager::getDisplayNameWithoutExtension(bundle.bundlePath())))
+    const QString name = StringFileManager::getDisplayNameWithoutExtension(bundle.bundlePath());
+    if (!beginGathering(bundle.bundlePath(), PathCodec::forDisplay(name)))
         return;
     if (const auto info = m_arrRemoveInfo.value(bundleId))
         info->addBundle(bundle);

@@ -81,3 +81,15 @@ QByteArray PathCodec::encode(const QString &path)
     }
     return encoded;
 }
+
+QString PathCodec::forDisplay(const QString &path)
+{
+    QString shown = path;
+    for (QChar &c : shown) {
+        if (isEscapedByte(c)) {
+            const char16_t byte = c.unicode() - kEscapeBase;
+            c = byte >= 0xA0 ? QChar(byte) : QChar::ReplacementCharacter;
+        }
+    }
+    return shown;
+}

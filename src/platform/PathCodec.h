@@ -23,4 +23,8 @@ class PathCodec
 public:
     static QString decode(QByteArrayView bytes);
     static QByteArray encode(const QString &path);
+    // The text to show a person: each kept byte read as Latin-1, the commonest
+    // encoding of such names ("Caf\xe9" shows as "Café"), or U+FFFD where Latin-1 has
+    // only control characters (0x80 to 0x9F).
+    static QString forDisplay(const QString &path);
 };

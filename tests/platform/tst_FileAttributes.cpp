@@ -31,6 +31,7 @@ private Q_SLOTS:
             QCOMPARE(decoded == QString::fromUtf8(name), QStringView(decoded).toUtf8() == name);
         }
         QCOMPARE(PathCodec::decode("Caf\xe9"), QStringLiteral("Caf") + QChar(0xDCE9));
+        QCOMPARE(PathCodec::forDisplay(PathCodec::decode("Caf\xe9 \x85")), QStringLiteral("Caf\u00e9 \ufffd"));
         const QByteArray folder = QFile::encodeName(m_dir.filePath(QStringLiteral("names")));
         QVERIFY(QDir().mkpath(m_dir.filePath(QStringLiteral("names"))));
         QCOMPARE(::mkdir(folder + "/Caf\xe9.app", 0700), 0);

@@ -115,7 +115,7 @@ private Q_SLOTS:
         AppsInTrashWatcher watcher(this);
         m_paths.clear();
         const QByteArray trash = QFile::encodeName(m_sandbox->trash()) + '/';
-        for (const QByteArray name : {QByteArray("Caf\xe9.app"), QByteArray("Bad\xff\xfe.app")}) {
+        for (const QByteArray &name : {QByteArray("Caf\xe9.app"), QByteArray("Bad\xff\xfe.app")}) {
             const QString staged = TestSandbox::makeApp(m_sandbox->path(u"staging/Plain.app"_s), u"com.example."_s + name.toHex());
             QCOMPARE(::rename(QFile::encodeName(staged).constData(), (trash + name).constData()), 0);
             QTRY_COMPARE_WITH_TIMEOUT(m_paths.size(), 1, 5000);
