@@ -7,7 +7,6 @@
 #include "PathCodec.h"
 #include "UserDatabase.h"
 
-#include <QDesktopServices>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -149,6 +148,16 @@ QList<RunningApplication> Workspace::runningApplications(const QString &bundleId
     return running;
 }
 
+bool Workspace::startDetached(const QString &program, const QStringList &arguments, const QString &folder)
+{
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(arguments);
+    process.setWorkingDirectory(folder);
+    process.setProcessEnvironment(environmentForStartedApplication());
+    return process.startDetached();
+}
+
 bool Workspace::openFile(const QString &file, const QString &application)
 {
     if (application.isEmpty())
@@ -160,17 +169,14 @@ bool Workspace::openFile(const QString &file, const QString &application)
     }
     if (executable.isEmpty() || !QFileInfo(executable).isExecutable() || FileAttributes::isDirectory(executable))
         return false;
-    QProcess process;
-    process.setProgram(executable);
-    process.setArguments({file});
-    process.setWorkingDirectory(QFileInfo(executable).absolutePath());
-    process.setProcessEnvironment(environmentForStartedApplication());
-    return process.startDetached();
+    return startDetached(executable, {file}, QFileInfo(executable).absolutePath());
 }
 
+// The desktop's own opener, as a desktop's file manager would use it: it needs no
+// display library in this process.
 bool Workspace::openUrl(const QUrl &url)
 {
-    return url.isValid() && QDesktopServices::openUrl(url);
+    return url.isValid() && startDetached(QStringLiteral("xdg-open"), {url.toString(QUrl::FullyEncoded)}, QString());
 }
 
 bool Workspace::isFilePackageAtPath(const QString &path)

@@ -38,6 +38,12 @@ public:
     // The application is a bundle path or an executable path. With a home override
     // (a sandbox), the application gets it as TARNWICK_HOME in its environment.
     static bool openFile(const QString &file, const QString &application);
+    // Opens the URL with the desktop's opener (xdg-open), started detached.
     static bool openUrl(const QUrl &url);
     static bool isFilePackageAtPath(const QString &path);
+
+private:
+    // Started in the folder (none: the current one) with the environment of every
+    // program this process starts.
+    static bool startDetached(const QString &program, const QStringList &arguments, const QString &folder);
 };

@@ -8,7 +8,6 @@
 #include "remains/ObjectsProcessor.h"
 #include "remains/SimpleSizeCalculation.h"
 
-#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QProcess>
@@ -61,7 +60,6 @@ class tst_RichNotificationWC : public QObject
     std::unique_ptr<RichNotificationWC> m_controller;
     QList<QList<PathForRemove>> m_handoffs;
     std::chrono::steady_clock::time_point m_now;
-    QList<QUrl> m_openedUrls;
 
     // A trashed application with a cache of the given size among its remains (none if negative).
     std::optional<Bundle> trashedApp(const QString &name, QString identifier = {}, qint64 cacheSize = 40000) const
@@ -130,10 +128,6 @@ class tst_RichNotificationWC : public QObject
         if (at >= 0 && name.isRightToLeft()) // read from the right: its "!" last, on the left
             QCOMPARE_LT(glyphX(at + name.size() - 1), glyphX(at));
     }
-
-public Q_SLOTS:
-    // Stands in for the desktop's browser (not a test: public).
-    void openUrl(const QUrl &url) { m_openedUrls << url; }
 
 private Q_SLOTS:
 
@@ -227,10 +221,18 @@ private Q_SLOTS:
         }
         showAndWait(app);
         showAndWait(trashedApp(u"Second"_s), 1);
-        QDesktopServices::setUrlHandler(u"https"_s, this, "openUrl");
+        // The desktop's opener, standing in for the browser: notes what it was given.
+        const QString opener = TestSandbox::makeFile(m_sandbox.path(u"bin/xdg-open"_s));
+        QFile script(opener);
+        QVERIFY(script.open(QIODevice::WriteOnly) && script.write("#!/bin/sh\necho \"$1\" >\"$0.url\"\n") > 0);
+        script.close();
+        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        qputenv("PATH", QFile::encodeName(QFileInfo(opener).path()) + ':' + qgetenv("PATH"));
         QTest::mouseClick(m_controller->helpButton(), Qt::LeftButton);
-        QDesktopServices::unsetUrlHandler(u"https"_s);
-        QCOMPARE(m_openedUrls, QList<QUrl>{Consts::GetInstance().getCustomNotificationHelpURL()});
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(opener + u".url"_s), 10000);
+        QFile url(opener + u".url"_s);
+        QVERIFY(url.open(QIODevice::ReadOnly));
+        QCOMPARE(QUrl(QString::fromUtf8(url.readAll().trimmed())), Consts::GetInstance().getCustomNotificationHelpURL());
         QVERIFY(isHidden() && m_controller->remainsInfoCount() == 0);
 
         showAndWait(app);
