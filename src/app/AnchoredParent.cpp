@@ -1,7 +1,7 @@
 #include "AnchoredParent.h"
 
 #include "platform/PathCodec.h"
-#include <QFile>
+
 #include <QList>
 
 #include <cerrno>

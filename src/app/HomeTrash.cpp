@@ -1,11 +1,10 @@
 #include "HomeTrash.h"
 
+#include "TrashInfo.h"
 #include "core/StringFileManager.h"
 #include "platform/PathCodec.h"
-#include "TrashInfo.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>

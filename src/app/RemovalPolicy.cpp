@@ -44,14 +44,14 @@ QStringList homeBaseFolders(const QString &home)
 // folder's name first), an application's own files lie.
 bool isApplicationsOwnPlace(const QStringList &components)
 {
-    static const QStringList iconExtensions{".png", ".svg", ".svgz", ".xpm"};
     const QString shared = components.first().toLower();
     const qsizetype depth = components.size();
     if (shared == QLatin1String("applications") || shared == QLatin1String("autostart"))
         return depth >= 2;
     if (shared == QLatin1String("icons")) {
         const QString last = components.last().toLower();
-        return depth >= 5 || (depth >= 2 && std::any_of(iconExtensions.cbegin(), iconExtensions.cend(),
+        const QStringList &extensions = SharedFolderNames::iconExtensions();
+        return depth >= 5 || (depth >= 2 && std::any_of(extensions.cbegin(), extensions.cend(),
                                                        [&](const QString &e) { return last.endsWith(e); }));
     }
     return shared == QLatin1String("mime") && depth >= 3 && components.at(1) == QLatin1String("packages");

@@ -1,7 +1,7 @@
 #include "TrashInfo.h"
 
 #include "platform/PathCodec.h"
-#include <QFile>
+
 #include <QList>
 
 namespace {

@@ -3,7 +3,6 @@
 #include "AnchoredParent.h"
 #include "platform/PathCodec.h"
 
-#include <QFile>
 #include <QSet>
 
 #include <cerrno>

@@ -5,7 +5,6 @@
 #include "platform/PathCodec.h"
 #include "platform/ScopedDescriptor.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <fcntl.h>

@@ -12,3 +12,9 @@ bool SharedFolderNames::contains(const QString &name)
         "trash", "user-dirs.dirs", "user-dirs.locale", "user-places.xbel", "wireplumber", "xdg-desktop-portal"};
     return names.contains(name.toLower());
 }
+
+const QStringList &SharedFolderNames::iconExtensions()
+{
+    static const QStringList extensions{".png", ".svg", ".svgz", ".xpm"};
+    return extensions;
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // The folders and files of the XDG base folders (settings, data, caches, state) that
 // belong to every program rather than to one application: "applications", "icons",
@@ -12,4 +13,7 @@ class SharedFolderNames
 {
 public:
     static bool contains(const QString &name);
+    // The extensions of the icon files an application keeps in the shared "icons"
+    // folder: ".png", ".svg", ".svgz", ".xpm".
+    static const QStringList &iconExtensions();
 };

@@ -3,8 +3,6 @@
 #include "PathCodec.h"
 #include "ScopedDescriptor.h"
 
-#include <QFile>
-
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>

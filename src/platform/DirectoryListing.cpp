@@ -1,7 +1,7 @@
 #include "DirectoryListing.h"
 
 #include "PathCodec.h"
-#include <QFile>
+
 #include <QStringDecoder>
 
 #include <array>

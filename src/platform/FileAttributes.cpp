@@ -1,7 +1,6 @@
 #include "FileAttributes.h"
 
 #include "PathCodec.h"
-#include <QFile>
 
 #include <fcntl.h>
 #include <linux/fs.h>

@@ -1,7 +1,6 @@
 #include "InstanceLock.h"
 
 #include "PathCodec.h"
-#include <QFile>
 
 #include <cerrno>
 #include <cstring>

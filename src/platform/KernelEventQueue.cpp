@@ -4,7 +4,6 @@
 #include "PathCodec.h"
 #include "ScopedDescriptor.h"
 
-#include <QFile>
 #include <QLoggingCategory>
 
 #include <array>

@@ -8,7 +8,6 @@
 #include "ScopedDescriptor.h"
 #include "TemporaryDirectory.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
 #include <QLocalSocket>

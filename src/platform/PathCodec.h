@@ -1,5 +1,4 @@
 #pragma once
-#include "PathCodec.h"
 
 #include <QByteArray>
 #include <QByteArrayView>

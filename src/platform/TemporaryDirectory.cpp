@@ -1,8 +1,8 @@
 #include "TemporaryDirectory.h"
 
 #include "PathCodec.h"
+
 #include <QDir>
-#include <QFile>
 #include <QStandardPaths>
 
 #include <sys/stat.h>

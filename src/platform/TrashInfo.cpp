@@ -5,7 +5,6 @@
 #include "PathCodec.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 QString TrashInfo::originalPathOf(const QString &trashedPath)

@@ -1,17 +1,16 @@
 #include "AppImageRemains.h"
 
+#include "FolderWalk.h"
+#include "RemainsLogging.h"
+#include "SimpleRemainsInfo.h"
 #include "core/BundleExcludeList.h"
 #include "core/FileManagerUtils.h"
 #include "core/ParentFolder.h"
 #include "core/SharedFolderNames.h"
-#include "FolderWalk.h"
 #include "platform/PathCodec.h"
-#include "RemainsLogging.h"
-#include "SimpleRemainsInfo.h"
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QSet>
 
@@ -23,8 +22,6 @@ constexpr int kIconDepth = 4; // <theme>/<size>/<context>/<file>
 // Programs that start other programs: as an Exec program they say nothing of the
 // application ("env FOO=1 foo", "AppRun").
 const QSet<QString> kLaunchers{"AppRun", "env", "sh", "bash", "python", "python3", "java", "wine", "flatpak"};
-
-const QStringList kIconExtensions{".png", ".svg", ".svgz", ".xpm"};
 
 enum class Folder { Config, Data, Cache, State };
 
@@ -176,7 +173,7 @@ private:
                 continue;
             }
             iconFiles << icon;
-            for (const QString &extension : kIconExtensions)
+            for (const QString &extension : SharedFolderNames::iconExtensions())
                 iconFiles << icon + extension;
         }
         const QStringList found = FolderWalk::itemsMatching(iconFolder, kIconDepth, [&](QStringView name) {

@@ -4,8 +4,6 @@
 #include "platform/FileAttributes.h"
 #include "platform/PathCodec.h"
 
-#include <QFile>
-
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
