@@ -35,27 +35,33 @@ int entriesOf(const QString &folder)
 
 } // namespace
 
-// Counts each report, then lets the agent handle it as usual.
+// Counts each report, then lets the agent handle it as usual, up to the window of this
+// process in place of the presenter's.
 class AgentLoad::CountingDelegate : public AppDelegate
 {
 public:
-    explicit CountingDelegate(QHash<QString, int> &reports) : m_reports(reports) {}
+    CountingDelegate(QHash<QString, int> &reports, RichNotificationWC &window) : m_reports(reports), m_window(window) {}
     void onAppMovedToTrash(const Bundle &bundle) override
     {
         ++m_reports[bundle.bundlePath()];
         AppDelegate::onAppMovedToTrash(bundle);
     }
 
+protected:
+    void showNotificationForApp(const Bundle &bundle) override { m_window.showNotificationForApp(bundle); }
+
 private:
     QHash<QString, int> &m_reports;
+    RichNotificationWC &m_window;
 };
 
 AgentLoad::AgentLoad(const TestSandbox &sandbox)
     : m_sandbox(sandbox)
-    , m_delegate(std::make_unique<CountingDelegate>(m_reports))
+    , m_window(RichNotificationWC::create())
+    , m_delegate(std::make_unique<CountingDelegate>(m_reports, *m_window))
 {
     m_delegate->applicationDidFinishLaunching();
-    RichNotificationWC *window = m_delegate->notificationController();
+    RichNotificationWC *window = m_window.get();
     // The window stays up however long a burst takes: the focus-loss rule never sees
     // the grace pass.
     const auto shownAt = std::chrono::steady_clock::now();
@@ -97,14 +103,14 @@ bool AgentLoad::waitForReport(const QString &trashedPath, int timeoutMs) const
 
 bool AgentLoad::waitUntilShown(int bundles, int timeoutMs)
 {
-    RichNotificationWC *window = m_delegate->notificationController();
+    RichNotificationWC *window = m_window.get();
     return QTest::qWaitFor([&] { return window->isActive() && gatheredBundles(*window) == bundles; }, timeoutMs);
 }
 
 void AgentLoad::closeWindow()
 {
-    if (m_delegate->notificationController()->isActive())
-        m_delegate->notificationController()->closeButton()->click();
+    if (m_window->isActive())
+        m_window->closeButton()->click();
 }
 
 AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
@@ -129,7 +135,7 @@ AgentLoad::Burst AgentLoad::runBurst(int size, int timeoutMs)
     burst.milliseconds = clock.elapsed();
     burst.complete = waitForReport(moveToTrash(sentinel), timeoutMs) && burst.complete;
 
-    burst.gathered = gatheredBundles(*m_delegate->notificationController());
+    burst.gathered = gatheredBundles(*m_window);
     burst.gatherings = m_shown - shownBefore;
     for (const QString &path : std::as_const(trashed)) {
         const int reports = m_reports.value(path);

@@ -7,10 +7,12 @@
 
 #include <memory>
 
+class RichNotificationWC;
 class TestSandbox;
 
-// The whole agent (an application delegate with its Trash watcher, remains finder and
-// notification window) on a sandbox home, driven with bursts of application bundles
+// The whole agent (an application delegate with its Trash watcher) and the
+// presenter's notification window with its remains finder, in one process, on a
+// sandbox home, driven with bursts of application bundles
 // moved into its Trash, for the load benchmark.
 //
 // Every call to onAppMovedToTrash is counted per path before the delegate handles it.
@@ -61,6 +63,7 @@ private:
     void closeWindow();
 
     const TestSandbox &m_sandbox;
+    std::unique_ptr<RichNotificationWC> m_window;
     std::unique_ptr<CountingDelegate> m_delegate;
     QHash<QString, int> m_reports;
     int m_bursts = 0;

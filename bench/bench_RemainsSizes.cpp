@@ -28,6 +28,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 

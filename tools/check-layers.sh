@@ -2,13 +2,14 @@
 # Lists every include in src/ that points up the layers, and fails if there is one.
 # A folder may include its own headers and those of the folders below it:
 #
-#   platform < core < messaging < remains < watching < ui < notification < agent, app
+#   platform < core < messaging < remains < watching < ui < notification < agent, presenter, app
 #
-# (agent and app, the two programs, share the top and never include each other).
+# (agent, presenter and app, the three programs, share the top and never include each
+# other).
 set -euo pipefail
 cd "$(dirname "$0")/../src"
 declare -A rank=([platform]=0 [core]=1 [messaging]=2 [remains]=3 [watching]=4 [ui]=5 [notification]=6
-                 [agent]=7 [app]=7)
+                 [agent]=7 [presenter]=7 [app]=7)
 bad=0
 while IFS=: read -r file _ target; do
     from="${file%%/*}"

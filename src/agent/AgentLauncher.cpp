@@ -2,7 +2,6 @@
 
 #include "AgentLog.h"
 #include "AppDelegate.h"
-#include "DisplayPlatform.h"
 #include "core/PathsGenerator.h"
 #include "platform/Delays.h"
 #include "platform/InstanceLock.h"
@@ -11,7 +10,7 @@
 #include "platform/TerminationSignals.h"
 #include "watching/AppsInTrashWatcher.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QTextStream>
@@ -39,17 +38,6 @@ int cannotRun(const QString &reason)
 }
 
 } // namespace
-
-void AgentLauncher::adoptTestDivisor()
-{
-#ifdef TW_TEST_DELAYS
-    bool ok = false;
-    const int divisor = qEnvironmentVariableIntValue(Delays::kTestDivisorVariable, &ok);
-    if (ok)
-        Delays::setTestDivisor(divisor);
-#endif
-    qunsetenv(Delays::kTestDivisorVariable);
-}
 
 QStringList AgentLauncher::absolutePaths(const QStringList &files)
 {
@@ -79,9 +67,7 @@ int AgentLauncher::start(int &argc, char **argv, const QStringList &files)
     case InstanceLock::State::Acquired:
         break;
     }
-    DisplayPlatform::apply();
-    QApplication app(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication app(argc, argv);
     return run(lock, opened);
 }
 

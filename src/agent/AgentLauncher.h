@@ -6,7 +6,8 @@ class InstanceLock;
 
 // Starts the agent for the life of the process, one per user: the first start takes
 // the user's instance lock, listens for the open-file requests of later starts and
-// runs the application delegate with its Trash watcher and notification window; a
+// runs the application delegate with its Trash watcher, which starts the presenter
+// of the notification window when it has something to show; a
 // later start hands its files to the running agent and ends.
 //
 // A normal start prints nothing. A start that cannot run the agent prints one line on
@@ -20,10 +21,6 @@ public:
     static int start(int &argc, char **argv, const QStringList &files);
     // Paths as the running agent must see them: absolute, from this start's folder.
     static QStringList absolutePaths(const QStringList &files);
-    // The delay divisor a test gave this process in its environment, honoured only by
-    // test builds (TW_TEST_DELAYS); the variable is removed from the environment in
-    // every build, so that no process the helper starts inherits it. Call first.
-    static void adoptTestDivisor();
 
 private:
     static int handToRunningAgent(const QStringList &files);

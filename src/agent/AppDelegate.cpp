@@ -1,10 +1,10 @@
 #include "AppDelegate.h"
 
+#include "PresenterLink.h"
 #include "UpdateRestarter.h"
 #include "core/PathsGenerator.h"
 #include "core/StringFileManager.h"
 #include "messaging/FileMessage.h"
-#include "notification/RichNotificationWC.h"
 #include "platform/Bundle.h"
 #include "platform/Delays.h"
 #include "platform/FileAttributes.h"
@@ -20,7 +20,7 @@ AppDelegate::~AppDelegate() = default;
 void AppDelegate::applicationDidFinishLaunching()
 {
     m_excluders.clear();
-    m_pRichNotificationWC = RichNotificationWC::create();
+    m_pPresenter = std::make_unique<PresenterLink>();
     UpdateRestarter::GetInstance();
     startWatching();
 }
@@ -90,12 +90,12 @@ void AppDelegate::onAppImageMovedToTrash(const QString &path)
 
 void AppDelegate::showNotificationForApp(const Bundle &bundle)
 {
-    m_pRichNotificationWC->showNotificationForApp(bundle);
+    m_pPresenter->present(PresenterLink::Kind::Bundle, bundle.bundlePath());
 }
 
 void AppDelegate::showNotificationForAppImage(const QString &path)
 {
-    m_pRichNotificationWC->showNotificationForAppImage(path);
+    m_pPresenter->present(PresenterLink::Kind::AppImage, path);
 }
 
 // A helper whose own bundle has gone (updated or removed) offers nothing more; nor

@@ -11,17 +11,17 @@
 #include <memory>
 
 class AppsInTrashWatcher;
-class RichNotificationWC;
+class PresenterLink;
 class QWidget;
 
-// The application delegate, the spine of the agent: at launch it creates the
-// notification window controller, starts the update restarter and the Trash watcher;
+// The application delegate, the spine of the agent: at launch it creates the link to
+// the notification's presenter, starts the update restarter and the Trash watcher;
 // afterwards it obeys the main application's command files and hands each
-// application moved to the Trash (a bundle or an AppImage) either to the window or,
+// application moved to the Trash (a bundle or an AppImage) either to the presenter or,
 // when the main application excluded its name, to nobody.
 //
-// Main thread only. Owns the Trash watcher and the window controller for the life of
-// the process.
+// Main thread only. Owns the Trash watcher and the presenter link for the life of the
+// process.
 class AppDelegate : public QObject, public AppsInTrashWatcherListener
 {
     Q_OBJECT
@@ -47,7 +47,7 @@ public:
     void onAppImageMovedToTrash(const QString &path) override;
 
     ExcluderList &excluders() { return m_excluders; }
-    RichNotificationWC *notificationController() const { return m_pRichNotificationWC.get(); }
+    PresenterLink *presenter() const { return m_pPresenter.get(); }
     AppsInTrashWatcher *trashWatcher() const { return m_pTrashWatcher.get(); }
 
     // The extension of the main application's command files.
@@ -66,6 +66,6 @@ private:
 
     QWidget *window = nullptr; // never used by the logic
     ExcluderList m_excluders;
-    std::unique_ptr<RichNotificationWC> m_pRichNotificationWC;
+    std::unique_ptr<PresenterLink> m_pPresenter;
     std::unique_ptr<AppsInTrashWatcher> m_pTrashWatcher;
 };

@@ -4,6 +4,7 @@
 #include "AgentLauncher.h"
 #include "HelperCommandLine.h"
 #include "core/WatcherSettings.h"
+#include "platform/Delays.h"
 #include "platform/UserDatabase.h"
 #include "remains/RemainsListing.h"
 
@@ -56,7 +57,7 @@ int runJob(const HelperCommandLine &options, int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    AgentLauncher::adoptTestDivisor();
+    Delays::adoptTestDivisor();
     QCoreApplication::setApplicationName(QStringLiteral("tarnwick-helper"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TW_VERSION));
     QCoreApplication::setOrganizationName(QStringLiteral("corbelle"));

@@ -1,5 +1,7 @@
 #include "Delays.h"
 
+#include <QtGlobal>
+
 #include <atomic>
 
 namespace {
@@ -22,4 +24,15 @@ Delays::ms Delays::scaled(ms shipped)
 {
     const auto value = shipped / testDivisor();
     return value < ms{1} ? ms{1} : value;
+}
+
+void Delays::adoptTestDivisor()
+{
+#ifdef TW_TEST_DELAYS
+    bool ok = false;
+    const int divisor = qEnvironmentVariableIntValue(kTestDivisorVariable, &ok);
+    if (ok)
+        setTestDivisor(divisor);
+#endif
+    qunsetenv(kTestDivisorVariable);
 }

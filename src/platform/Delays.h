@@ -28,6 +28,10 @@ public:
     static constexpr ms kThreadRetry{1000};        // a thread the system refused is tried again
     static constexpr ms kSocketPeerLimit{5000};    // a peer of the open-file socket has this long
     static constexpr ms kSocketRetry{1000};        // a failed accept or socket re-creation waits this long
+    static constexpr ms kPresenterPing{5000};      // a running presenter is asked whether it answers this often
+    static constexpr ms kPresenterHang{15000};     // a presenter silent this long is replaced
+    static constexpr ms kPresenterRetry{60000};    // arrivals that found no display are offered again this often
+    static constexpr ms kPresenterLinger{5000};    // an idle presenter stays this long for the next arrival
 
     // The delay as the running process uses it: the shipped value divided by the
     // test divisor (1 outside tests), never below one millisecond.
@@ -36,6 +40,10 @@ public:
 
     static int testDivisor();
     static void setTestDivisor(int divisor);
+    // The divisor a test gave this process in its environment, honoured only by test
+    // builds (TW_TEST_DELAYS); the variable is removed from the environment in every
+    // build, so that no program this one starts inherits it. Called first in main().
+    static void adoptTestDivisor();
 
     // The environment variable a test passes to a helper it starts.
     static constexpr const char *kTestDivisorVariable = "TARNWICK_TEST_DELAY_DIVISOR";

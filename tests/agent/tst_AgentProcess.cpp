@@ -1,7 +1,6 @@
 #include "ProgramRun.h"
 #include "TestSandbox.h"
 #include "agent/AgentLauncher.h"
-#include "agent/DisplayPlatform.h"
 #include "messaging/FileMessage.h"
 #include "platform/Delays.h"
 #include "platform/InstanceLock.h"
@@ -106,30 +105,11 @@ private Q_SLOTS:
     void takesTheTestDivisorAndPassesItOn()
     {
         qputenv(Delays::kTestDivisorVariable, "7");
-        AgentLauncher::adoptTestDivisor();
+        Delays::adoptTestDivisor();
         QVERIFY(!qEnvironmentVariableIsSet(Delays::kTestDivisorVariable));
 #ifdef TW_TEST_DELAYS
         QCOMPARE(Delays::testDivisor(), 7);
 #endif
-    }
-
-    void choosesTheDisplay_data()
-    {
-        QTest::addColumn<QStringList>("variables");
-        QTest::addColumn<QString>("platform");
-        QTest::newRow("the user's choice") << QStringList{"QT_QPA_PLATFORM=wayland", "DISPLAY=:0"} << QString();
-        QTest::newRow("X11") << QStringList{"DISPLAY=:0"} << "xcb";
-        QTest::newRow("Wayland with XWayland") << QStringList{"DISPLAY=:0", "WAYLAND_DISPLAY=wayland-0"} << "xcb;wayland";
-        QTest::newRow("Wayland alone") << QStringList{"WAYLAND_DISPLAY=wayland-0"} << "wayland;offscreen";
-        QTest::newRow("no display") << QStringList{"DISPLAY="} << "offscreen";
-    }
-    void choosesTheDisplay()
-    {
-        QFETCH(QStringList, variables);
-        QProcessEnvironment environment;
-        for (const QString &variable : variables)
-            environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
-        QTEST(DisplayPlatform::choose(environment), "platform");
     }
 
     // A normal start prints nothing; a later start hands its files to the agent, one

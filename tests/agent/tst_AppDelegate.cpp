@@ -17,15 +17,23 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The delegate, noting each application it would offer to clean up instead of showing
-// the window (the way to it is tst_AgentLoad's, the way on tst_RichNotificationWC's).
+// The delegate, noting each application it would offer to clean up instead of handing
+// it to the presenter (the way from there is tst_Presenter's); AppImages go to a
+// window of this process when the test gives one.
 class RecordingDelegate : public AppDelegate
 {
 public:
     QStringList offered;
+    RichNotificationWC *window = nullptr;
 
 protected:
     void showNotificationForApp(const Bundle &bundle) override { offered << bundle.bundlePath(); }
+    void showNotificationForAppImage(const QString &path) override
+    {
+        offered << path;
+        if (window)
+            window->showNotificationForAppImage(path);
+    }
 };
 
 QString trashed(const QString &name) { return PathsGenerator::GetInstance().buildTrashDirectory() + u'/' + name; }
@@ -97,7 +105,8 @@ private Q_SLOTS:
     {
         const QString settings = TestSandbox::makeFile(m_sandbox->path(u".config/Kritter/settings.ini"_s), 5000);
         const QString cache = TestSandbox::makeFile(m_sandbox->path(u".cache/org.example.Kritter"_s), 10);
-        RichNotificationWC *window = m_delegate->notificationController();
+        const std::unique_ptr<RichNotificationWC> owned = RichNotificationWC::create();
+        RichNotificationWC *window = m_delegate->window = owned.get();
         QList<PathForRemove> handed;
         window->setRemoveFilePaths([&handed](const QList<PathForRemove> &paths) { handed = paths; });
         m_delegate->onAppImageMovedToTrash(trashed(u"Copied.AppImage"_s));
@@ -109,7 +118,7 @@ private Q_SLOTS:
         for (const PathForRemove &item : std::as_const(handed))
             items << u"%1 %2"_s.arg(item.type()).arg(item.path());
         QCOMPARE(items, (QStringList{u"0 "_s + trashed(u"Kritter.AppImage"_s), u"10 "_s + QFileInfo(settings).path(), u"8 "_s + cache}));
-        window->setRemoveFilePaths(nullptr);
+        m_delegate->window = nullptr;
     }
 
     // The prefix also covers longer names, but not the same name in a sub-folder of the Trash.
