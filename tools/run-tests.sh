@@ -9,7 +9,7 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/tools/install-dependencies.sh"
 "$root/tools/check-layers.sh"
 build="$root/build-sanitized"
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTW_SANITIZERS=address,undefined -DTW_BUILD_BENCH=OFF
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTW_SANITIZERS=address,undefined -DTW_BUILD_BENCH=OFF -DTW_TEST_DELAYS=ON
 cmake --build "$build" --parallel
 export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"

@@ -21,7 +21,7 @@ tests=(tst_MainThread tst_SerialQueue tst_MetadataIndexQuery tst_KernelEventQueu
 # shellcheck source=tools/quietly.sh
 source "$root/tools/quietly.sh"
 if [ ! -f "$build/build.ninja" ]; then
-    quietly cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTW_SANITIZERS=thread -DTW_BUILD_BENCH=OFF
+    quietly cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTW_SANITIZERS=thread -DTW_BUILD_BENCH=OFF -DTW_TEST_DELAYS=ON
 fi
 quietly nice -n 19 cmake --build "$build" --parallel 2 --target "${tests[@]}"
 

@@ -306,6 +306,7 @@ void RichNotificationWC::updateText()
     m_pSubtitleLabel->setAttributedStringValue(description);
     m_pWindow->setAccessibleDescription(description.string());
     m_pWindow->fitHeightToContent();
+    Q_EMIT descriptionChanged();
 }
 
 AttributedString RichNotificationWC::generateAttributedString() const

@@ -96,6 +96,8 @@ public Q_SLOTS:
 Q_SIGNALS:
     void notificationShown();
     void notificationHidden();
+    // The description was set again (a gathered application, a size report).
+    void descriptionChanged();
 
 private:
     RichNotificationWC();

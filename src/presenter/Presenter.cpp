@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr std::chrono::milliseconds kReportCoalescing{100};
+
 QJsonObject typed(const char *type)
 {
     return {{QStringLiteral("type"), QLatin1String(type)}};
@@ -25,10 +27,14 @@ Presenter::Presenter(int channelDescriptor, QObject *parent)
     , m_quitAfter(std::chrono::steady_clock::now())
 {
     m_quit.setSingleShot(true);
+    m_report.setSingleShot(true);
+    m_report.setInterval(kReportCoalescing);
+    connect(&m_report, &QTimer::timeout, this, &Presenter::reportShown);
     connect(&m_quit, &QTimer::timeout, this, &Presenter::quitIfIdle);
     connect(m_channel, &PresenterChannel::received, this, &Presenter::onMessage);
     connect(m_channel, &PresenterChannel::closed, this, &Presenter::quitIfIdle);
-    connect(m_controller.get(), &RichNotificationWC::notificationShown, this, &Presenter::reportShown);
+    connect(m_controller.get(), &RichNotificationWC::notificationShown, this, &Presenter::scheduleReport);
+    connect(m_controller.get(), &RichNotificationWC::descriptionChanged, this, &Presenter::scheduleReport);
     connect(m_controller.get(), &RichNotificationWC::notificationHidden, this, &Presenter::reportHidden);
     stayFor(Delays::scaled(Delays::kPresenterLinger));
 }
@@ -68,16 +74,31 @@ void Presenter::onArrival(const QJsonObject &message)
         m_controller->showNotificationForApp(Bundle::bundleWithPath(path));
 }
 
+void Presenter::scheduleReport()
+{
+    if (!m_report.isActive())
+        m_report.start();
+}
+
+// What the window shows, when it changed: at most one message per coalescing
+// interval however fast the sizes grow.
 void Presenter::reportShown()
 {
+    if (!m_controller->isActive())
+        return;
     QJsonObject shown = typed("shown");
     shown.insert(QStringLiteral("description"), m_controller->descriptionText());
     shown.insert(QStringLiteral("others"), m_controller->otherAppCount());
+    if (shown == m_lastReport)
+        return;
+    m_lastReport = shown;
     m_channel->send(shown);
 }
 
 void Presenter::reportHidden()
 {
+    m_report.stop();
+    m_lastReport = {};
     m_channel->send(typed("hidden"));
     stayFor(Delays::scaled(Delays::kPresenterLinger));
 }
@@ -95,7 +116,9 @@ void Presenter::quitIfIdle()
 {
     if (m_controller->isActive())
         return;
-    if (m_channel->isOpen() && std::chrono::steady_clock::now() < m_quitAfter)
+    if (m_channel->isOpen() && std::chrono::steady_clock::now() < m_quitAfter) {
+        stayFor(std::chrono::milliseconds(0)); // a timer may come a little early
         return;
+    }
     QCoreApplication::quit();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QObject>
 #include <QTimer>
 
@@ -7,13 +8,12 @@
 #include <memory>
 
 class PresenterChannel;
-class QJsonObject;
 class RichNotificationWC;
 
 // The presenter's side of the notification: it takes the arrivals the agent sends
 // over their private line to the notification window controller (which decides,
-// gathers, measures and hands over as it always did) and tells the agent when the
-// window shows and hides.
+// gathers, measures and hands over as it always did) and tells the agent what the
+// window shows and when it hides.
 //
 // It ends the event loop once it has been idle for Delays::kPresenterLinger: no
 // window up, no arrival for that long, and none whose decision may still be running
@@ -35,6 +35,7 @@ public:
 private:
     void onMessage(const QJsonObject &message);
     void onArrival(const QJsonObject &message);
+    void scheduleReport();
     void reportShown();
     void reportHidden();
     // The presenter stays at least this long from now.
@@ -45,4 +46,6 @@ private:
     std::unique_ptr<RichNotificationWC> m_controller;
     std::chrono::steady_clock::time_point m_quitAfter;
     QTimer m_quit;
+    QTimer m_report;
+    QJsonObject m_lastReport;
 };
