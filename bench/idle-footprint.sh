@@ -2,7 +2,9 @@
 # What the resident helper costs while it waits: starts the helper on a fresh sandbox
 # home (under its own Xvfb when no display is given), lets it settle, then prints its
 # resident and proportional memory, threads, open descriptors and wake-ups (context
-# switches of all its threads) over an idle period.
+# switches of all its threads) over an idle period. Then an application is moved into
+# the Trash: the agent's and the presenter's memory while the window shows, and the
+# agent's once the window has closed and the presenter has gone.
 #
 #   bench/idle-footprint.sh HELPER [SECONDS]     (default 60)
 #
@@ -39,11 +41,35 @@ sleep 3
 switches() {
     cat /proc/"$pid"/task/*/status | awk '/ctxt_switches/ { n += $2 } END { print n }'
 }
-kib() { awk -v key="$1:" '$1 == key { print $2 }' /proc/"$pid"/smaps_rollup; }
+kib() { awk -v key="$2:" '$1 == key { print $2 }' /proc/"$1"/smaps_rollup; }
+memory() { printf 'RSS %s KiB, PSS %s KiB' "$(kib "$1" Rss)" "$(kib "$1" Pss)"; }
+presenter() { pgrep -P "$pid" -f tarnwick-presenter || true; }
 
 before=$(switches)
 sleep "$seconds"
 after=$(switches)
-printf 'RSS %s KiB, PSS %s KiB, threads %s, descriptors %s, wake-ups %s in %s s\n' \
-    "$(kib Rss)" "$(kib Pss)" "$(ls /proc/"$pid"/task | wc -l)" "$(ls /proc/"$pid"/fd | wc -l)" \
+printf 'idle agent:      %s, threads %s, descriptors %s, wake-ups %s in %s s\n' \
+    "$(memory "$pid")" "$(ls /proc/"$pid"/task | wc -l)" "$(ls /proc/"$pid"/fd | wc -l)" \
     "$((after - before))" "$seconds"
+
+app="$sandbox/home/Downloads/Footprint.app"
+mkdir -p "$app/Contents" "$sandbox/home/Library/Caches/com.example.Footprint"
+head -c 100000 /dev/zero >"$sandbox/home/Library/Caches/com.example.Footprint/cache"
+cat >"$app/Contents/Info.plist" <<'PLIST'
+<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict>
+<key>CFBundleIdentifier</key><string>com.example.Footprint</string>
+<key>CFBundleExecutable</key><string>Footprint</string>
+</dict></plist>
+PLIST
+mkdir -p "$sandbox/home/.local/share/Trash/files"
+mv "$app" "$sandbox/home/.local/share/Trash/files/"
+for _ in $(seq 100); do [ -n "$(presenter)" ] && break; sleep 0.1; done
+shown="$(presenter)"
+[ -n "$shown" ] || { echo "no presenter started" >&2; exit 1; }
+sleep 3
+printf 'window shown:    agent %s; presenter %s\n' "$(memory "$pid")" "$(memory "$shown")"
+kill "$shown"
+for _ in $(seq 100); do [ -z "$(presenter)" ] && break; sleep 0.1; done
+sleep 3
+printf 'window closed:   agent %s; presenter gone: %s\n' "$(memory "$pid")" "$([ -z "$(presenter)" ] && echo yes || echo no)"

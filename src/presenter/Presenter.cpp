@@ -33,7 +33,7 @@ Presenter::Presenter(int channelDescriptor, QObject *parent)
     connect(&m_quit, &QTimer::timeout, this, &Presenter::quitIfIdle);
     connect(m_channel, &PresenterChannel::received, this, &Presenter::onMessage);
     connect(m_channel, &PresenterChannel::closed, this, &Presenter::quitIfIdle);
-    connect(m_controller.get(), &RichNotificationWC::notificationShown, this, &Presenter::scheduleReport);
+    connect(m_controller.get(), &RichNotificationWC::notificationShown, this, &Presenter::reportShown);
     connect(m_controller.get(), &RichNotificationWC::descriptionChanged, this, &Presenter::scheduleReport);
     connect(m_controller.get(), &RichNotificationWC::notificationHidden, this, &Presenter::reportHidden);
     stayFor(Delays::scaled(Delays::kPresenterLinger));
@@ -80,8 +80,8 @@ void Presenter::scheduleReport()
         m_report.start();
 }
 
-// What the window shows, when it changed: at most one message per coalescing
-// interval however fast the sizes grow.
+// What the window shows, when it changed: at once when it shows, then at most one
+// message per coalescing interval however fast the sizes grow.
 void Presenter::reportShown()
 {
     if (!m_controller->isActive())
