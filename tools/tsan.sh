@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the tests that run work on other threads (the kernel-event watcher and
 # VDKQueue, the serial queue and dispatch group, the metadata index query, the work
-# processor and the size workers, the AppImage decision, the colour cache, and the whole agent with its
-# window, quitting included) with ThreadSanitizer in a build of their own, and runs
+# processor and the size workers, the AppImage decision, the colour cache, the agent's
+# delegate, and the presenter with its window, quitting included) with ThreadSanitizer in a build of their own, and runs
 # them several times.
 #
 #   tools/tsan.sh [REPEATS]          (default 5: each test until it fails, at most 5 runs)
@@ -16,7 +16,8 @@ repeats="${1:-5}"
 build="${TW_TSAN_BUILD:-$root/build-tsan}"
 tests=(tst_MainThread tst_SerialQueue tst_MetadataIndexQuery tst_KernelEventQueue tst_VDKQueue tst_DirectoryWatcher
        tst_AppsInTrashWatcher tst_SimpleSizeCalculation tst_SimpleRemainsInfo
-       tst_SpotlightEasySearch tst_ColorExtra tst_RichNotificationWC tst_AppDelegate tst_AppImageRemains)
+       tst_SpotlightEasySearch tst_ColorExtra tst_RichNotificationWC tst_AppDelegate tst_AppImageRemains
+       tst_Presenter)
 
 # shellcheck source=tools/quietly.sh
 source "$root/tools/quietly.sh"

@@ -7,8 +7,8 @@ class InstanceLock;
 // Starts the agent for the life of the process, one per user: the first start takes
 // the user's instance lock, listens for the open-file requests of later starts and
 // runs the application delegate with its Trash watcher, which starts the presenter
-// of the notification window when it has something to show; a
-// later start hands its files to the running agent and ends.
+// of the notification window when it has something to show; a later start hands its
+// files to the running agent and ends.
 //
 // A normal start prints nothing. A start that cannot run the agent prints one line on
 // stderr and ends with kExitCannotRun.

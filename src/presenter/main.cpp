@@ -12,6 +12,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QLoggingCategory>
 #include <QTextStream>
 
 namespace {
@@ -53,6 +54,9 @@ int main(int argc, char **argv)
         return kExitUsage;
     }
     DisplayPlatform::apply();
+    // A display that cannot be reached is the agent's to report, once, not Qt's on
+    // every try.
+    QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.xcb.warning=false\nqt.qpa.plugin.warning=false"));
     QApplication::setApplicationName(QStringLiteral("tarnwick-helper"));
     QApplication::setOrganizationName(QStringLiteral("corbelle"));
     QApplication app(argc, argv);
