@@ -66,8 +66,12 @@ mkdir -p "$sandbox/home/.local/share/Trash/files"
 mv "$app" "$sandbox/home/.local/share/Trash/files/"
 for _ in $(seq 100); do [ -n "$(presenter)" ] && break; sleep 0.1; done
 shown="$(presenter)"
-[ -n "$shown" ] || { echo "no presenter started" >&2; exit 1; }
 sleep 3
+if [ -z "$shown" ]; then
+    # A helper that draws the window itself.
+    printf 'window shown:    helper %s (the window in the helper)\n' "$(memory "$pid")"
+    exit 0
+fi
 printf 'window shown:    agent %s; presenter %s\n' "$(memory "$pid")" "$(memory "$shown")"
 kill "$shown"
 for _ in $(seq 100); do [ -z "$(presenter)" ] && break; sleep 0.1; done

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <QByteArray>
 #include <QJsonObject>
 #include <QObject>
 
-class QLocalSocket;
+class QSocketNotifier;
 
 // The private line between the agent and its presenter: one end of a socket pair the
 // agent made and handed to the presenter it started, so that no other process can
@@ -28,7 +29,7 @@ public:
     // How a presenter that found no display to draw on ends.
     static constexpr int kExitNoDisplay = 3;
 
-    // Takes over a connected stream socket.
+    // Takes over a connected stream socket (made non-blocking here).
     explicit PresenterChannel(int descriptor, QObject *parent = nullptr);
     ~PresenterChannel() override;
 
@@ -45,8 +46,13 @@ Q_SIGNALS:
     void closed();
 
 private:
+    void readAvailable();
     void readLines();
+    void flush();
 
-    QLocalSocket *m_socket;
-    bool m_closed = false;
+    int m_descriptor;
+    QSocketNotifier *m_reader = nullptr;
+    QSocketNotifier *m_writer = nullptr;
+    QByteArray m_in;
+    QByteArray m_out;
 };

@@ -10,12 +10,12 @@
 
 #include <QFileInfo>
 #include <QFileSystemWatcher>
-#include <QLocalSocket>
 #include <QSocketNotifier>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -34,23 +34,47 @@ QString systemError()
     return QString::fromLocal8Bit(std::strerror(errno));
 }
 
+// The local socket address of the path; none when the path does not fit.
+std::optional<sockaddr_un> socketAddress(const QByteArray &path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.isEmpty() || size_t(path.size()) >= sizeof(address.sun_path))
+        return std::nullopt;
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    return address;
+}
+
+// A connected socket whose connect, sends and receive each give up after the time.
+ScopedDescriptor connectToAgent(int timeoutMs)
+{
+    const std::optional<sockaddr_un> address = socketAddress(PathCodec::encode(OpenFileRequests::socketPath()));
+    if (!address)
+        return {};
+    ScopedDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const timeval limit{timeoutMs / 1000, (timeoutMs % 1000) * 1000};
+    if (!socket.isValid() || ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0 ||
+        ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0 ||
+        ::connect(socket.get(), reinterpret_cast<const sockaddr *>(&*address), sizeof *address) != 0)
+        return {};
+    return socket;
+}
+
 // One request on a connection of its own: the files go out, one byte comes back.
 bool sendRequest(const QStringList &files, int timeoutMs)
 {
-    QLocalSocket socket;
-    socket.connectToServer(OpenFileRequests::socketPath());
-    if (!socket.waitForConnected(timeoutMs))
+    const ScopedDescriptor socket = connectToAgent(timeoutMs);
+    if (!socket.isValid())
         return false;
-    socket.write(OpenFilePeer::encode(files));
-    while (socket.bytesToWrite() > 0) {
-        if (!socket.waitForBytesWritten(timeoutMs))
+    const QByteArray request = OpenFilePeer::encode(files);
+    for (qsizetype sent = 0; sent < request.size();) {
+        const ssize_t written = ::send(socket.get(), request.constData() + sent, size_t(request.size() - sent), MSG_NOSIGNAL);
+        if (written <= 0)
             return false;
+        sent += written;
     }
-    while (socket.bytesAvailable() < 1) {
-        if (!socket.waitForReadyRead(timeoutMs))
-            return false;
-    }
-    return socket.read(1) == QByteArray(1, OpenFilePeer::kAccepted);
+    char answer = 0;
+    return ::recv(socket.get(), &answer, 1, 0) == 1 && answer == OpenFilePeer::kAccepted;
 }
 
 // The files in runs that each fit one request (at least one run, maybe empty).
@@ -141,20 +165,18 @@ bool OpenFileRequests::createSocket()
     closeSocket();
     const QString &name = m_socketPath;
     const QByteArray path = PathCodec::encode(name);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= qsizetype(sizeof address.sun_path)) {
+    const std::optional<sockaddr_un> address = socketAddress(path);
+    if (!address) {
         m_error = QStringLiteral("the socket path %1 is %2 bytes long, more than a local socket allows (%3)")
                       .arg(name)
                       .arg(path.size())
-                      .arg(sizeof address.sun_path - 1);
+                      .arg(sizeof address->sun_path - 1);
         return false;
     }
-    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
     ScopedDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     ::unlink(path.constData());
     struct stat status {};
-    if (listener.get() < 0 || ::bind(listener.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+    if (listener.get() < 0 || ::bind(listener.get(), reinterpret_cast<const sockaddr *>(&*address), sizeof *address) != 0 ||
         ::chmod(path.constData(), 0600) != 0 || ::listen(listener.get(), SOMAXCONN) != 0 ||
         ::lstat(path.constData(), &status) != 0) {
         m_error = QStringLiteral("cannot listen on %1: %2").arg(name, systemError());
