@@ -21,7 +21,6 @@ public:
     static constexpr ms kMetadataSearchLimit{30000};
     static constexpr ms kMetadataWalkReuse{2000};  // a finished walk answers new searches this long
     static constexpr ms kFocusLossGrace{2000};     // a notification ignores focus loss this long
-    static constexpr ms kWatcherSlice{1000};       // one wait of a kernel-event watcher thread
     static constexpr ms kWorkerIdlePoll{1000};     // an idle size worker looks for work this often
     static constexpr ms kFadeIn{1000};             // the notification window's fade-in
     static constexpr ms kAnswerKeyGuard{600};      // a shown notification ignores its answering keys this long

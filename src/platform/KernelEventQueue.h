@@ -67,8 +67,12 @@ public:
     int addWatch(const QString &path);
     void removeWatch(int watch);
 
+    // A wait() that only events or wake() end.
+    static constexpr std::chrono::milliseconds kForever{-1};
+
     // Blocks until events arrive, wake() is called or the slice has passed, and
     // returns the events of one read, OR-ed per watch (as EV_CLEAR coalesces them).
+    // A wake() that comes before the wait still ends it (the eventfd keeps count).
     Batch wait(std::chrono::milliseconds slice);
     void wake();
 

@@ -153,12 +153,12 @@ QStringList VDKQueue::notificationNamesForEvents(quint32 events)
     return names;
 }
 
-// Waits in slices until the queue is destroyed, whose destructor also wakes the wait
-// so that the thread ends at once.
+// Waits for events until the queue is destroyed, whose destructor wakes the wait so
+// that the thread ends at once; an idle watcher never wakes on its own.
 void VDKQueue::watcherThread()
 {
     while (keepWatcherThreadRunning) {
-        const KernelEventQueue::Batch batch = coreQueue->wait(Delays::scaled(Delays::kWatcherSlice));
+        const KernelEventQueue::Batch batch = coreQueue->wait(KernelEventQueue::kForever);
         if (!keepWatcherThreadRunning)
             break;
         for (const KernelEventQueue::Change &change : batch.changes)

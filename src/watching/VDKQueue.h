@@ -32,8 +32,8 @@ inline const QString VDKQueueAccessWasRevokedNotification = QStringLiteral("VDKQ
 // delegate or alwaysPostNotifications is set.
 //
 // Threads: add, remove and count from any thread; one watcher thread of its own,
-// started by the first successful add, waits for events in slices of
-// Delays::kWatcherSlice; delegate calls and notifications happen on the main thread
+// started by the first successful add, waits for events (or the destructor's wake)
+// without a time limit; delegate calls and notifications happen on the main thread
 // only. Destroy the queue on the main thread: the destructor wakes and joins the
 // watcher thread, and changes already on their way are dropped.
 // Ownership: owns its kernel queue, its thread and its path entries; the delegate is
