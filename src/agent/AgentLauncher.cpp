@@ -70,9 +70,12 @@ int AgentLauncher::start(int &argc, char **argv, const QStringList &files)
     // Qt's own event dispatcher, not GLib's: the agent waits on a few descriptors and
     // timers, and GLib's main context costs memory for nothing. Programs it starts
     // choose for themselves.
-    qputenv("QT_NO_GLIB", "1");
+    const bool chosen = qEnvironmentVariableIsSet("QT_NO_GLIB");
+    if (!chosen)
+        qputenv("QT_NO_GLIB", "1");
     QCoreApplication app(argc, argv);
-    qunsetenv("QT_NO_GLIB");
+    if (!chosen)
+        qunsetenv("QT_NO_GLIB");
     return run(lock, opened);
 }
 

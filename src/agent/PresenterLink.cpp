@@ -23,7 +23,6 @@ QString kindName(PresenterLink::Kind kind)
 PresenterLink::PresenterLink(QObject *parent)
     : QObject(parent)
     , m_executable(defaultExecutable())
-    , m_environment(QProcessEnvironment::systemEnvironment())
 {
     m_ping.setInterval(Delays::scaled(Delays::kPresenterPing));
     connect(&m_ping, &QTimer::timeout, this, &PresenterLink::checkAnswers);
@@ -93,7 +92,7 @@ void PresenterLink::start()
 // passes them on to: the presenter is part of the helper.
 QProcessEnvironment PresenterLink::environment() const
 {
-    QProcessEnvironment environment = m_environment;
+    QProcessEnvironment environment = m_environment.value_or(QProcessEnvironment::systemEnvironment());
     if (Delays::testDivisor() > 1)
         environment.insert(QLatin1String(Delays::kTestDivisorVariable), QString::number(Delays::testDivisor()));
     return environment;

@@ -8,6 +8,8 @@
 #include <QString>
 #include <QTimer>
 
+#include <optional>
+
 class PresenterChannel;
 class QJsonObject;
 
@@ -78,7 +80,7 @@ private:
     void stop();
 
     QString m_executable;
-    QProcessEnvironment m_environment;
+    std::optional<QProcessEnvironment> m_environment; // the agent's own when not set
     QList<Arrival> m_waiting; // in order, not yet received by a presenter
     qint64 m_nextSeq = 1;
     QProcess *m_process = nullptr;

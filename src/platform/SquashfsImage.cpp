@@ -1,5 +1,7 @@
 #include "SquashfsImage.h"
 
+#include "SquashfsLibrary.h"
+
 #include <sqfs/compressor.h>
 #include <sqfs/data_reader.h>
 #include <sqfs/dir.h>
@@ -10,6 +12,12 @@
 #include <sqfs/super.h>
 
 namespace {
+
+// The library, loaded: only reached once open() found it.
+const SquashfsLibrary &sqfs()
+{
+    return *SquashfsLibrary::get();
+}
 
 constexpr sqfs_u32 kMaxLinkTarget = 4096;
 constexpr sqfs_u64 kFragmentEntrySize = 16;
@@ -83,7 +91,7 @@ struct Destroy
 
 struct Free
 {
-    void operator()(void *memory) const { sqfs_free(memory); }
+    void operator()(void *memory) const { sqfs().sqfs_free(memory); }
 };
 
 template <typename T>
@@ -175,22 +183,24 @@ SquashfsImage::~SquashfsImage() = default;
 
 std::unique_ptr<SquashfsImage> SquashfsImage::open(Reader reader, quint64 size)
 {
+    if (!SquashfsLibrary::get())
+        return nullptr;
     auto parts = std::make_unique<Parts>();
     parts->file.reset(&newRange(std::make_shared<Reader>(std::move(reader)), size)->file);
-    if (sqfs_super_read(&parts->super, parts->file.get()) != 0 || !isPlausible(parts->super, size))
+    if (sqfs().sqfs_super_read(&parts->super, parts->file.get()) != 0 || !isPlausible(parts->super, size))
         return nullptr;
     sqfs_compressor_config_t config{};
     sqfs_compressor_t *compressor = nullptr;
-    if (sqfs_compressor_config_init(&config, SQFS_COMPRESSOR(parts->super.compression_id), parts->super.block_size,
+    if (sqfs().sqfs_compressor_config_init(&config, SQFS_COMPRESSOR(parts->super.compression_id), parts->super.block_size,
                                     SQFS_COMP_FLAG_UNCOMPRESS) != 0 ||
-        sqfs_compressor_create(&config, &compressor) != 0)
+        sqfs().sqfs_compressor_create(&config, &compressor) != 0)
         return nullptr;
     parts->compressor.reset(compressor);
     if ((parts->super.flags & SQFS_FLAG_COMPRESSOR_OPTIONS) && compressor->read_options(compressor, parts->file.get()) != 0)
         return nullptr;
-    parts->directories.reset(sqfs_dir_reader_create(&parts->super, compressor, parts->file.get(), 0));
+    parts->directories.reset(sqfs().sqfs_dir_reader_create(&parts->super, compressor, parts->file.get(), 0));
     sqfs_inode_generic_t *root = nullptr;
-    if (!parts->directories || sqfs_dir_reader_get_root_inode(parts->directories.get(), &root) != 0)
+    if (!parts->directories || sqfs().sqfs_dir_reader_get_root_inode(parts->directories.get(), &root) != 0)
         return nullptr;
     parts->root.reset(root);
     return std::unique_ptr<SquashfsImage>(new SquashfsImage(std::move(parts)));
@@ -198,12 +208,12 @@ std::unique_ptr<SquashfsImage> SquashfsImage::open(Reader reader, quint64 size)
 
 std::optional<QList<QByteArray>> SquashfsImage::rootEntryNames()
 {
-    if (sqfs_dir_reader_open_dir(m->directories.get(), m->root.get(), 0) != 0)
+    if (sqfs().sqfs_dir_reader_open_dir(m->directories.get(), m->root.get(), 0) != 0)
         return std::nullopt;
     QList<QByteArray> names;
     for (;;) {
         sqfs_dir_entry_t *read = nullptr;
-        const int status = sqfs_dir_reader_read(m->directories.get(), &read);
+        const int status = sqfs().sqfs_dir_reader_read(m->directories.get(), &read);
         const Entry entry(read);
         if (status > 0)
             return names;
@@ -233,7 +243,7 @@ Inode SquashfsImage::Parts::find(const QByteArray &path)
     if (path.contains('\0'))
         return nullptr;
     sqfs_inode_generic_t *found = nullptr;
-    if (sqfs_dir_reader_find_by_path(directories.get(), root.get(), path.constData(), &found) != 0)
+    if (sqfs().sqfs_dir_reader_find_by_path(directories.get(), root.get(), path.constData(), &found) != 0)
         return Inode(nullptr);
     return Inode(found);
 }
@@ -241,8 +251,8 @@ Inode SquashfsImage::Parts::find(const QByteArray &path)
 sqfs_data_reader_t *SquashfsImage::Parts::dataReader()
 {
     if (!data && !dataFailed) {
-        data.reset(sqfs_data_reader_create(file.get(), super.block_size, compressor.get(), 0));
-        dataFailed = !data || sqfs_data_reader_load_fragment_table(data.get(), &super) != 0;
+        data.reset(sqfs().sqfs_data_reader_create(file.get(), super.block_size, compressor.get(), 0));
+        dataFailed = !data || sqfs().sqfs_data_reader_load_fragment_table(data.get(), &super) != 0;
     }
     return dataFailed ? nullptr : data.get();
 }
@@ -250,13 +260,13 @@ sqfs_data_reader_t *SquashfsImage::Parts::dataReader()
 std::optional<QByteArray> SquashfsImage::Parts::contents(const sqfs_inode_generic_t &inode, qsizetype maxSize)
 {
     sqfs_u64 size = 0;
-    if (sqfs_inode_get_file_size(&inode, &size) != 0 || size > sqfs_u64(maxSize))
+    if (sqfs().sqfs_inode_get_file_size(&inode, &size) != 0 || size > sqfs_u64(maxSize))
         return std::nullopt;
     QByteArray bytes(qsizetype(size), Qt::Uninitialized);
     if (size == 0)
         return bytes;
     sqfs_data_reader_t *reader = dataReader();
-    if (!reader || sqfs_data_reader_read(reader, &inode, 0, bytes.data(), sqfs_u32(size)) != sqfs_s32(size))
+    if (!reader || sqfs().sqfs_data_reader_read(reader, &inode, 0, bytes.data(), sqfs_u32(size)) != sqfs_s32(size))
         return std::nullopt;
     return bytes;
 }
