@@ -29,8 +29,10 @@ HelperCommandLine HelperCommandLine::parse(const QStringList &arguments)
 
     HelperCommandLine result;
     const bool parsed = parser.parse(arguments);
+    // Written only when asked for: the agent that starts at login never shows it.
     // Without an application object the parser cannot know the program's name.
-    result.m_helpText = parser.helpText().replace(QStringLiteral("<executable_name>"), QStringLiteral("tarnwick-helper"));
+    if (parsed && parser.isSet(help))
+        result.m_helpText = parser.helpText().replace(QStringLiteral("<executable_name>"), QStringLiteral("tarnwick-helper"));
     if (!parsed) {
         result.m_mode = Mode::Error;
         result.m_errorText = parser.errorText();

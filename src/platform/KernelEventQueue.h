@@ -75,6 +75,9 @@ public:
     // A wake() that comes before the wait still ends it (the eventfd keeps count).
     Batch wait(std::chrono::milliseconds slice);
     void wake();
+    // The inotify descriptor, for a socket notifier of a queue read on its owner's
+    // thread (wait() with no time then takes what is there) instead of a watcher thread.
+    int descriptor() const { return m_inotifyDescriptor; }
 
     // The vnode bits of one inotify event. `before` and `after` describe the watched
     // item itself around the event; they matter only for its own IN_MODIFY (did it

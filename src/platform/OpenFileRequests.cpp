@@ -3,13 +3,13 @@
 #include "BundleIdentifiers.h"
 #include "Delays.h"
 #include "InstanceLock.h"
+#include "KernelEventQueue.h"
 #include "OpenFilePeer.h"
 #include "PathCodec.h"
 #include "ScopedDescriptor.h"
 #include "TemporaryDirectory.h"
 
 #include <QFileInfo>
-#include <QFileSystemWatcher>
 #include <QSocketNotifier>
 
 #include <algorithm>
@@ -99,8 +99,15 @@ QList<QStringList> batchesOf(const QStringList &files)
 
 OpenFileRequests::OpenFileRequests(QObject *parent)
     : QObject(parent)
-    , m_folderWatcher(new QFileSystemWatcher(this))
+    , m_folderEvents(KernelEventQueue::create())
 {
+    if (m_folderEvents) {
+        auto *notifier = new QSocketNotifier(m_folderEvents->descriptor(), QSocketNotifier::Read, this);
+        connect(notifier, &QSocketNotifier::activated, this, [this] {
+            m_folderEvents->wait(std::chrono::milliseconds(0)); // takes the events
+            checkSocket();
+        });
+    }
     m_retry.setSingleShot(true);
     m_retry.setInterval(Delays::scaled(Delays::kSocketRetry));
     connect(&m_retry, &QTimer::timeout, this, [this] {
@@ -108,7 +115,6 @@ OpenFileRequests::OpenFileRequests(QObject *parent)
         if (m_acceptor)
             m_acceptor->setEnabled(m_peers < kMaxPeers);
     });
-    connect(m_folderWatcher, &QFileSystemWatcher::directoryChanged, this, &OpenFileRequests::checkSocket);
 }
 
 OpenFileRequests::~OpenFileRequests()
@@ -188,8 +194,18 @@ bool OpenFileRequests::createSocket()
     m_acceptor = new QSocketNotifier(m_listener, QSocketNotifier::Read, this);
     connect(m_acceptor, &QSocketNotifier::activated, this, &OpenFileRequests::acceptPending);
     // Again each time, as the runtime directory itself may have been made anew.
-    m_folderWatcher->addPath(QFileInfo(m_socketPath).path());
+    watchFolder();
     return true;
+}
+
+void OpenFileRequests::watchFolder()
+{
+    if (!m_folderEvents)
+        return;
+    const int watch = m_folderEvents->addWatch(QFileInfo(m_socketPath).path());
+    if (m_folderWatch >= 0)
+        m_folderEvents->removeWatch(m_folderWatch);
+    m_folderWatch = watch;
 }
 
 void OpenFileRequests::closeSocket()

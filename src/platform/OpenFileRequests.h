@@ -4,8 +4,10 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <memory>
+
 class InstanceLock;
-class QFileSystemWatcher;
+class KernelEventQueue;
 class QSocketNotifier;
 
 // Open-file requests between two starts of the helper of one user: the agent, which
@@ -54,6 +56,7 @@ Q_SIGNALS:
 
 private:
     bool createSocket();
+    void watchFolder();
     void closeSocket();
     bool isSocketInPlace() const;
     void acceptPending();
@@ -67,7 +70,8 @@ private:
     quint64 m_socketDevice = 0;
     quint64 m_socketInode = 0;
     QSocketNotifier *m_acceptor = nullptr;
-    QFileSystemWatcher *m_folderWatcher;
+    std::unique_ptr<KernelEventQueue> m_folderEvents; // the runtime directory's changes
+    int m_folderWatch = -1;
     QTimer m_retry;
     int m_peers = 0;
     QString m_error;

@@ -14,8 +14,16 @@ constexpr mode_t kPrivateMode = 0700;
 
 } // namespace
 
+// The usual case, an XDG_RUNTIME_DIR of this user's with mode 0700, is taken as it is
+// (what Qt would answer, without loading its paths machinery into the agent); anything
+// else goes to Qt's rules (the fallback folder, the repaired permissions, warnings).
 QString TemporaryDirectory::path()
 {
+    const QString given = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    struct stat status {};
+    if (QDir::isAbsolutePath(given) && ::stat(PathCodec::encode(given).constData(), &status) == 0 &&
+        S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & 0777) == kPrivateMode)
+        return QDir::cleanPath(given);
     const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     return runtime.isEmpty() ? QString() : QDir::cleanPath(runtime);
 }
