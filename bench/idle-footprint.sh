@@ -42,7 +42,9 @@ switches() {
     cat /proc/"$pid"/task/*/status | awk '/ctxt_switches/ { n += $2 } END { print n }'
 }
 kib() { awk -v key="$2:" '$1 == key { print $2 }' /proc/"$1"/smaps_rollup; }
-memory() { printf 'RSS %s KiB, PSS %s KiB' "$(kib "$1" Rss)" "$(kib "$1" Pss)"; }
+# Resident and proportional memory, and the part that is the process's own (written
+# pages, mostly heap; the rest is program and library text shared with other programs).
+memory() { printf 'RSS %s KiB, PSS %s KiB, own %s KiB' "$(kib "$1" Rss)" "$(kib "$1" Pss)" "$(kib "$1" Private_Dirty)"; }
 presenter() { pgrep -P "$pid" -f tarnwick-presenter || true; }
 
 before=$(switches)
