@@ -5,6 +5,7 @@
 #include "HelperCommandLine.h"
 #include "core/WatcherSettings.h"
 #include "platform/Delays.h"
+#include "platform/ProgramArguments.h"
 #include "platform/UserDatabase.h"
 #include "remains/RemainsListing.h"
 
@@ -19,14 +20,6 @@ int printAndExit(const QString &text, FILE *stream, int code)
 {
     QTextStream(stream) << text << (text.endsWith(QLatin1Char('\n')) ? "" : "\n");
     return code;
-}
-
-QStringList argumentsOf(int argc, char **argv)
-{
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
-    return arguments;
 }
 
 // The command-line jobs that do not run the agent; none needs a display.
@@ -62,7 +55,7 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationVersion(QStringLiteral(TW_VERSION));
     QCoreApplication::setOrganizationName(QStringLiteral("corbelle"));
 
-    const HelperCommandLine options = HelperCommandLine::parse(argumentsOf(argc, argv));
+    const HelperCommandLine options = HelperCommandLine::parse(ProgramArguments::of(argc, argv));
     switch (options.mode()) {
     case HelperCommandLine::Mode::Help:
         return printAndExit(options.helpText(), stdout, 0);

@@ -4,24 +4,13 @@
 
 #include "MainApplication.h"
 #include "MainCommandLine.h"
+#include "platform/ProgramArguments.h"
 #include "platform/UserDatabase.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
 
 #include <cstdio>
-
-namespace {
-
-QStringList argumentsOf(int argc, char **argv)
-{
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
-    return arguments;
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
@@ -32,7 +21,7 @@ int main(int argc, char **argv)
     QTextStream out(stdout);
     QTextStream err(stderr);
 
-    const MainCommandLine options = MainCommandLine::parse(argumentsOf(argc, argv));
+    const MainCommandLine options = MainCommandLine::parse(ProgramArguments::of(argc, argv));
     switch (options.mode()) {
     case MainCommandLine::Mode::Help:
         out << options.helpText();

@@ -8,6 +8,7 @@
 #include "messaging/PresenterChannel.h"
 #include "platform/Delays.h"
 #include "platform/TerminationSignals.h"
+#include "platform/ProgramArguments.h"
 #include "platform/UserDatabase.h"
 
 #include <QApplication>
@@ -35,20 +36,12 @@ int parseArguments(const QStringList &arguments)
     return descriptor;
 }
 
-QStringList argumentsOf(int argc, char **argv)
-{
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
-    return arguments;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
     Delays::adoptTestDivisor();
-    const int channel = parseArguments(argumentsOf(argc, argv));
+    const int channel = parseArguments(ProgramArguments::of(argc, argv));
     if (channel < 0) {
         QTextStream(stderr) << "tarnwick-presenter: started by the Tarnwick Helper agent only" << Qt::endl;
         return kExitUsage;

@@ -13,6 +13,7 @@
 #include "notification/RichNotificationWindow.h"
 #include "platform/Bundle.h"
 #include "platform/MainThread.h"
+#include "platform/ProgramArguments.h"
 #include "platform/PropertyList.h"
 #include "platform/TrashLocation.h"
 #include "platform/UserDatabase.h"
@@ -50,9 +51,7 @@ struct Options
 // Read before the application exists, since the scale must be set before it.
 std::optional<Options> parse(int argc, char **argv)
 {
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
+    const QStringList arguments = ProgramArguments::of(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Draws the notification window off screen into a PNG."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Shows this help."));
